@@ -1,0 +1,7 @@
+function(orvkit_set_warnings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic)
+  if(ORVKIT_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+endfunction()
+option(ORVKIT_WERROR "Treat warnings as errors" OFF)

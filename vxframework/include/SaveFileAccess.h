@@ -1,0 +1,63 @@
+#ifndef SAVE_FILE_ACCESS_H
+#define SAVE_FILE_ACCESS_H
+#include "VxUncopyable.h"
+#include <map>
+#include <string>
+
+// The framework's save-file store. The host keeps files in the directory
+// named by VX_SAVEFILE_DIR, else $HOME/.local/state/orvkit, created on
+// demand. Operations return 0 on success and -1 on failure.
+class SaveFileAccessBase : private VxUncopyable
+{
+public:
+    SaveFileAccessBase(const std::string& name, const std::string& mode);
+    virtual ~SaveFileAccessBase();
+
+    virtual int FOpen() = 0;
+    virtual int FClose() = 0;
+    virtual int Flush() = 0;
+
+    const std::string& name() const { return fileName; }
+    const std::string& mode() const { return openMode; }
+    // The full path on the host.
+    std::string path() const;
+    static std::string directory();
+
+protected:
+    std::string fileName;
+    std::string openMode;
+};
+
+// A key/value text file with string and integer values. FOpen loads the
+// file (a missing file is empty); Set changes memory only; Flush writes a
+// temporary file and renames it over the old one, so an interrupted write
+// never loses the previous contents.
+class SaveFileAccessMetaText : public SaveFileAccessBase
+{
+public:
+    SaveFileAccessMetaText(const std::string& name, const std::string& mode);
+    ~SaveFileAccessMetaText() override;
+
+    int FOpen() override;
+    int FClose() override;
+    int Flush() override;
+
+    // Get returns -1 when the key is missing or the value is not of the type.
+    int Get(const char* key, std::string* value) const;
+    int Get(const char* key, int* value) const;
+    int Set(const char* key, const std::string& value);
+    int Set(const char* key, int value);
+
+private:
+    bool opened;
+    std::map<std::string, std::string> entries;
+};
+
+class SaveFileAccessFactory
+{
+public:
+    static SaveFileAccessFactory* GetInstance();
+    // The caller owns the result.
+    SaveFileAccessMetaText* CreateMetaText(const char* name, const char* mode);
+};
+#endif
