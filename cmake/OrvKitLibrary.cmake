@@ -12,6 +12,9 @@ target_include_directories(orvkit_objects PUBLIC
 target_link_libraries(orvkit_objects PUBLIC Qt5::Core Qt5::Network)
 target_compile_definitions(orvkit_objects PRIVATE OrvKit_EXPORTS QT_NO_KEYWORDS)
 orvkit_set_warnings(orvkit_objects)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/OrvKitEndpointDefaults.h.in
+  ${PROJECT_BINARY_DIR}/generated/OrvKitEndpointDefaults.h @ONLY)
+target_include_directories(orvkit_objects PRIVATE ${PROJECT_BINARY_DIR}/generated)
 
 generate_export_header(orvkit_objects
   BASE_NAME OrvKit

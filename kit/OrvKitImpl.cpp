@@ -1,0 +1,109 @@
+#include "kit/OrvKitImpl.h"
+
+#include "kit/VxThread.h"
+#include "service/OrvServerService.h"
+
+#include <QCoreApplication>
+
+#include <unistd.h>
+#include <vector>
+
+OrvKitImpl::OrvKitImpl(const OrvKitPreferences& prefs)
+    : running(1), opened(0), service(nullptr), preferences(new OrvKitPreferences(prefs)),
+      listener(nullptr), thread(nullptr), initialized(0)
+{
+    thread = new VxThread<OrvKitImpl>(this);
+    thread->Start("OrvKitImpl");
+}
+
+OrvKitImpl::~OrvKitImpl()
+{
+    running = 0;
+    close();
+    thread->WaitExit(1000);
+    delete thread;
+    thread = nullptr;
+    delete preferences;
+    preferences = nullptr;
+}
+
+int OrvKitImpl::open()
+{
+    uint8_t expected = 0;
+    return opened.compare_exchange_strong(expected, 1) ? 1 : 0;
+}
+
+int OrvKitImpl::close()
+{
+    opened = 0;
+    OrvServerService* current = service.load();
+    if (current == nullptr)
+        return 1;
+    current->close();
+    return 1;
+}
+
+int OrvKitImpl::setListener(OrvKitListener* newListener)
+{
+    OrvServerService* current = service.load();
+    if (current != nullptr)
+        current->setListener(newListener);
+    listener = newListener;
+    return 1;
+}
+
+int OrvKitImpl::removeListener(OrvKitListener* /*ignored on purpose: any pointer silences*/)
+{
+    OrvServerService* current = service.load();
+    if (current != nullptr)
+        current->removeListener(nullptr);
+    listener = nullptr;
+    return 1;
+}
+
+int OrvKitImpl::sendCommand(OrvKitDef::CmdData& command)
+{
+    OrvServerService* current = service.load();
+    if (current == nullptr || command.data == nullptr || command.size == 0)
+        return 0;
+    std::vector<uint8_t> bytes(command.data, command.data + command.size);
+    current->sendCommand(bytes, command.uniqueID);
+    return 1;
+}
+
+unsigned int OrvKitImpl::Initialize()
+{
+    initialized = 1;
+    return 0;
+}
+
+void OrvKitImpl::Finalize()
+{
+    initialized = 0;
+}
+
+unsigned int OrvKitImpl::MainProc()
+{
+    if (running == 0)
+        return 0;
+    for (;;) {
+        if (opened == 1 && QCoreApplication::instance() != nullptr) {
+            OrvServerService* created = new OrvServerService(preferences, nullptr);
+            created->setListener(listener.load());
+            service = created;
+            // A close() that ran before the service was published saw no
+            // service; close it here so the destructor never waits for ever.
+            if (opened == 0)
+                created->close();
+            created->eventLoop();
+            service = nullptr;
+            delete created;
+            if (running == 1)
+                continue;
+            return 0;
+        }
+        if (running == 0)
+            return 0;
+        usleep(100000);
+    }
+}

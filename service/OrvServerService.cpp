@@ -1,0 +1,621 @@
+#include "service/OrvServerService.h"
+
+#include "sysdata/SysDataOrvToken.h"
+#include "sysdata/SystemInformation.h"
+#include "util/OrvArrayUtils.h"
+#include "util/OrvHttpUtils.h"
+
+#include <OrvKit.h>
+#include <VxSerialization.h>
+#include <SaveFileAccess.h>
+
+#include <QSslCertificate>
+#include <QSslConfiguration>
+#include <QSslKey>
+
+#include <cstdio>
+#include <ctime>
+#include <sstream>
+
+using namespace OrvKitDef;
+
+namespace {
+
+const char kSpotDetailSuffix[] = "/SM3,AF,396J";
+const unsigned int kNoPosition = 0xFFFF;
+
+enum Context : unsigned int {
+    CONTEXT_LOGIN = 1,
+    CONTEXT_SPOTS = 2,
+    CONTEXT_SPOT_DETAIL = 3,
+    CONTEXT_FOLDERS = 4,
+    CONTEXT_DESTINATIONS = 5,
+    CONTEXT_DELETE_DESTINATION = 6,
+    CONTEXT_PLANS_SUMMARY = 7,
+    CONTEXT_PLANS = 8,
+    CONTEXT_DELETE_PLANS = 9,
+    CONTEXT_INFO_SUMMARY = 10,
+    CONTEXT_GENRES = 11,
+    CONTEXT_CERTIFICATE = 12,
+    CONTEXT_SHADOW = 13
+};
+
+std::string decimal(unsigned int value)
+{
+    return std::to_string(value);
+}
+
+// Commands may be shorter than the words they carry; missing bytes read as 0.
+std::vector<uint8> paddedTo(const std::vector<uint8>& data, size_t size)
+{
+    std::vector<uint8> padded(data);
+    if (padded.size() < size)
+        padded.resize(size, 0);
+    return padded;
+}
+
+std::string errorCodeText(const std::vector<uint8_t>& body)
+{
+    OrvKitDat::ErrorResponse error;
+    if (!error.fromJson(body))
+        return std::string();
+    return error.code;
+}
+
+} // namespace
+
+struct OrvServerService::PlainCommand
+{
+    unsigned long code;
+    Method method;
+    const char* path;
+    unsigned int context;
+    bool needsData;
+};
+
+OrvServerService::OrvServerService(OrvKitPreferences* prefs, QObject* parent)
+    : OrvQtHandler(parent), preferences(prefs), listener(nullptr), networkAccessStatus(0),
+      accessoryInfo(new OrvAccessoryInfo()), requestSlots{}
+{
+}
+
+OrvServerService::~OrvServerService()
+{
+    delete accessoryInfo;
+    accessoryInfo = nullptr;
+}
+
+void OrvServerService::openStart() {}
+void OrvServerService::closeStart() {}
+
+void OrvServerService::openEnd()
+{
+    if (OrvKitListener* current = listener.load())
+        current->onOpenEnd();
+}
+
+void OrvServerService::closeEnd()
+{
+    if (OrvKitListener* current = listener.load())
+        current->onCloseEnd();
+}
+
+int OrvServerService::setListener(OrvKitListener* newListener)
+{
+    listener = newListener;
+    return 0;
+}
+
+int OrvServerService::removeListener(OrvKitListener*)
+{
+    listener = nullptr;
+    return 0;
+}
+
+void OrvServerService::sendMessage(const std::vector<uint8_t>& message, unsigned long messageId)
+{
+    OrvKitListener* current = listener.load();
+    if (current == nullptr)
+        return;
+    CmdData out;
+    out.data = const_cast<unsigned char*>(message.data());
+    out.size = static_cast<uint32_t>(message.size());
+    out.uniqueID = messageId;
+    current->onMessage(out);
+}
+
+void OrvServerService::sendCode(unsigned char code, unsigned long messageId)
+{
+    sendMessage(std::vector<uint8_t>(1, code), messageId);
+}
+
+bool OrvServerService::isHttpRequestBusy(OrvQtHttpRequest** slot) const
+{
+    if (slot == nullptr || *slot == nullptr)
+        return false;
+    return (*slot)->isBusy();
+}
+
+int OrvServerService::setNetworkAccessStatus()
+{
+    int busy = 0;
+    for (OrvQtHttpRequest** slot : requestSlots) {
+        if (isHttpRequestBusy(slot)) {
+            busy = 1;
+            break;
+        }
+    }
+    if (networkAccessStatus != busy)
+        networkAccessStatus = busy;
+    return networkAccessStatus;
+}
+
+void OrvServerService::resetHttpRequest(OrvQtHttpRequest**& slot)
+{
+    if (slot != nullptr && *slot != nullptr)
+        (*slot)->cancel();
+    slot = nullptr;
+}
+
+void OrvServerService::cancelAllHttpRequests()
+{
+    for (OrvQtHttpRequest**& slot : requestSlots)
+        resetHttpRequest(slot);
+}
+
+void OrvServerService::asyncHandlerCancel()
+{
+    cancelAllHttpRequests();
+    setNetworkAccessStatus();
+}
+
+void OrvServerService::cleanupHttpRequest(OrvQtHttpRequest** slot)
+{
+    // Freeing is left to the pool cleanups; the slot stays as it is.
+    (void)isHttpRequestBusy(slot);
+}
+
+void OrvServerService::cleanupAllHttpRequests()
+{
+    cleanupGetRequests(false);
+    cleanupDeleteRequests(false);
+    cleanupPostRequests(false);
+    for (OrvQtHttpRequest** slot : requestSlots)
+        cleanupHttpRequest(slot);
+}
+
+int OrvServerService::httpCanceled(unsigned int)
+{
+    cleanupAllHttpRequests();
+    return setNetworkAccessStatus();
+}
+
+bool OrvServerService::isTestServer() const
+{
+    const std::string loginId = accessoryInfo->loginId;
+    if (loginId.size() != 12 || loginId.compare(0, 10, "QahvomTPsk") != 0)
+        return false;
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    return isDigit(loginId[10]) && isDigit(loginId[11]);
+}
+
+void OrvServerService::prepareRequest(OrvQtHttpRequest* request)
+{
+    if (preferences == nullptr || !preferences->verifyServerCertificates)
+        return;
+    request->setIgnoreSslError(false);
+    const QString bundle = QString::fromStdString(preferences->caBundlePath);
+    request->setSslConfigurationHook([bundle](QSslConfiguration& configuration) {
+        configuration.setPeerVerifyMode(QSslSocket::VerifyPeer);
+        if (!bundle.isEmpty())
+            configuration.setCaCertificates(QSslCertificate::fromPath(bundle, QSsl::Pem));
+    });
+}
+
+std::string OrvServerService::makerText() const
+{
+    char text[16];
+    std::snprintf(text, sizeof(text), "%02u", static_cast<unsigned int>(accessoryInfo->makerCode));
+    return text;
+}
+
+// ---------------------------------------------------------------------------
+// Commands
+
+void OrvServerService::recvCommand(const std::vector<uint8>& data, unsigned long uniqueID)
+{
+    static const PlainCommand kPlainCommands[] = {
+        {CMD_GET_INFO_SUMMARY, Method::Get, "/api/navi/info/v1/summary", CONTEXT_INFO_SUMMARY, false},
+        {CMD_GET_SPOTS, Method::Get, "/api/navi/bookmarks/v1/spots", CONTEXT_SPOTS, true},
+        {CMD_GET_FOLDERS, Method::Get, "/api/navi/bookmarks/v1/folders", CONTEXT_FOLDERS, true},
+        {CMD_GET_DESTINATIONS, Method::Get, "/api/navi/bookmarks/v1/destinations", CONTEXT_DESTINATIONS, false},
+        {CMD_DELETE_DESTINATION, Method::Delete, "/api/navi/bookmarks/v1/destinations", CONTEXT_DELETE_DESTINATION, true},
+        {CMD_GET_PLANS, Method::Get, "/api/navi/driveplans/v1/plans", CONTEXT_PLANS, true},
+        {CMD_DELETE_PLANS, Method::Delete, "/api/navi/driveplans/v1/plans", CONTEXT_DELETE_PLANS, false},
+        {CMD_GET_SPOT_DETAIL, Method::Get, "/api/navi/bookmarks/v1/spots", CONTEXT_SPOT_DETAIL, false},
+        {CMD_GET_PLANS_SUMMARY, Method::Get, "/api/navi/driveplans/v1/plans/summary", CONTEXT_PLANS_SUMMARY, false},
+        {CMD_GET_GENRES, Method::Get, "/api/navi/info/v1/genres", CONTEXT_GENRES, false},
+    };
+
+    switch (uniqueID) {
+    case CMD_LOGIN:
+        runLogin(data);
+        return;
+    case CMD_GET_CERTIFICATE:
+        runCertificate();
+        return;
+    case CMD_UPDATE_SHADOW:
+        runShadowUpdate(data);
+        return;
+    default:
+        break;
+    }
+    for (const PlainCommand& command : kPlainCommands) {
+        if (command.code == uniqueID) {
+            runPlainCommand(command, data);
+            return;
+        }
+    }
+    setNetworkAccessStatus();
+}
+
+void OrvServerService::runPlainCommand(const PlainCommand& command, const std::vector<uint8>& data)
+{
+    OrvQtHttpRequest**& handle = requestSlots[command.context - 1];
+    resetHttpRequest(handle);
+
+    std::string url = (isTestServer() ? preferences->apiServerTestOrigin : preferences->apiServerOrigin) + command.path;
+    if (command.code == CMD_DELETE_DESTINATION)
+        url += "/" + std::string(data.begin(), data.end());
+    else if (command.code == CMD_GET_SPOT_DETAIL)
+        url += kSpotDetailSuffix;
+
+    if (command.needsData && data.empty()) {
+        sendCode(REQUEST_ERROR_EMPTY_DATA, MSG_REQUEST_ERROR);
+        return;
+    }
+    sendMessage(std::vector<uint8_t>(), MSG_ACCEPTED | command.code);
+
+    OrvQtHttpRequest** slot = nullptr;
+    switch (command.method) {
+    case Method::Get: slot = createGetRequest(url, command.context, OrvQtHttpRequest::SSL_PROTOCOL_TLSV1_2); break;
+    case Method::Delete: slot = createDeleteRequest(url, command.context, OrvQtHttpRequest::SSL_PROTOCOL_TLSV1_2); break;
+    case Method::Post: slot = createPostRequest(url, command.context, OrvQtHttpRequest::SSL_PROTOCOL_TLSV1_2); break;
+    }
+    if (slot == nullptr) {
+        sendCode(REQUEST_ERROR_NO_REQUEST, MSG_REQUEST_ERROR);
+        return;
+    }
+    OrvQtHttpRequest* request = *slot;
+    request->setRequestProperty("Authorization", "Bearer " + SysDataOrvToken::GetInstance()->getTokenAccess());
+    request->setRequestParameter("maker", makerText());
+    request->setRequestParameter("model", accessoryInfo->model);
+    request->setRequestParameter("deviceNo", accessoryInfo->deviceNo);
+    addOwnParameters(command.code, data, request);
+    handle = slot;
+    request->execute();
+}
+
+void OrvServerService::addOwnParameters(unsigned long code, const std::vector<uint8>& data,
+                                        OrvQtHttpRequest* request) const
+{
+    if (code == CMD_GET_SPOTS || code == CMD_GET_FOLDERS) {
+        const std::vector<uint8> words = paddedTo(data, 8);
+        request->setRequestParameter("sort", decimal(OrvArrayUtils::byteArrayToWord(words, 0)));
+        request->setRequestParameter("order", decimal(OrvArrayUtils::byteArrayToWord(words, 2)));
+        request->setRequestParameter("number", decimal(OrvArrayUtils::byteArrayToWord(words, 4)));
+        if (OrvArrayUtils::byteArrayToWord(words, 6) != kNoPosition) {
+            if (code == CMD_GET_SPOTS) {
+                // Empty coordinates are what the server expects here.
+                request->setRequestParameter("lon", "");
+                request->setRequestParameter("lat", "");
+            }
+            request->setRequestParameter("position", "1");
+        }
+    } else if (code == CMD_GET_PLANS) {
+        const std::vector<uint8> words = paddedTo(data, 2);
+        // Paging always asks for the first ten plans; the word only switches it on.
+        if (OrvArrayUtils::byteArrayToWord(words, 0) != kNoPosition) {
+            request->setRequestParameter("number", "10");
+            request->setRequestParameter("position", "1");
+            request->setRequestParameter("baseDate", "");
+        }
+    }
+}
+
+void OrvServerService::storeAccessoryInfo(const std::vector<uint8>& data)
+{
+    const unsigned char maker = data.empty() ? 0 : data[0];
+    std::string fields[4];
+    unsigned int offset = 1;
+    bool complete = true;
+    for (std::string& field : fields) {
+        OrvArrayUtils::byteArrayToString(data, field, offset);
+        if (field.empty()) {
+            complete = false;
+            break;
+        }
+        offset += static_cast<unsigned int>(field.size()) + 1;
+    }
+    if (complete) {
+        accessoryInfo->makerCode = maker;
+        accessoryInfo->model = fields[0];
+        accessoryInfo->deviceNo = fields[1];
+        accessoryInfo->loginId = fields[2];
+        accessoryInfo->password = fields[3];
+    } else {
+        *accessoryInfo = OrvAccessoryInfo();
+    }
+}
+
+int OrvServerService::readTokenExpirationForLogin()
+{
+    SysDataOrvToken* store = SysDataOrvToken::GetInstance();
+    VxSyncGuard guard(store->lock());
+    SaveFileAccessMetaText* file = store->tokenFile();
+    int expiration = 0;
+    if (file == nullptr)
+        return expiration;
+    file->FOpen();
+    if (file->Get("TokenExpiration", &expiration) != 0) {
+        { SystemInformation systemInformation; }
+        expiration = 0;
+        file->Set("TokenExpiration", 0);
+        file->Flush();
+    }
+    file->FClose();
+    return expiration;
+}
+
+void OrvServerService::runLogin(const std::vector<uint8>& data)
+{
+    OrvQtHttpRequest**& handle = requestSlots[CONTEXT_LOGIN - 1];
+    resetHttpRequest(handle);
+    if (data.empty()) {
+        sendCode(REQUEST_ERROR_EMPTY_DATA, MSG_LOGIN_ERROR);
+        return;
+    }
+    storeAccessoryInfo(data);
+    if (accessoryInfo->model.empty() || accessoryInfo->deviceNo.empty()) {
+        sendCode(REQUEST_ERROR_NO_REQUEST, MSG_LOGIN_ERROR);
+        return;
+    }
+    const std::string url = (isTestServer() ? preferences->authServerTestOrigin : preferences->authServerOrigin) +
+                            "/api/navi/authorization/v1/local";
+    const int expiration = readTokenExpirationForLogin();
+    const std::string token = SysDataOrvToken::GetInstance()->getTokenAccess();
+    const time_t now = time(nullptr);
+    struct tm local;
+    localtime_r(&now, &local);
+
+    sendMessage(std::vector<uint8_t>(), MSG_LOGIN_ACCEPTED);
+    if (static_cast<long long>(now) < static_cast<long long>(expiration) && !token.empty()) {
+        sendMessage(std::vector<uint8_t>(), MSG_LOGIN_RESULT);
+        return;
+    }
+    OrvQtHttpRequest** slot = createPostRequest(url, CONTEXT_LOGIN, OrvQtHttpRequest::SSL_PROTOCOL_TLSV1_2);
+    if (slot == nullptr) {
+        sendCode(REQUEST_ERROR_NO_REQUEST, MSG_LOGIN_ERROR);
+        return;
+    }
+    std::vector<uint8_t> body;
+    OrvHttpUtils::appendTextParameter(body, "loginid", accessoryInfo->loginId, true, false);
+    OrvHttpUtils::appendTextParameter(body, "password", accessoryInfo->password, false, true);
+    OrvQtHttpRequest* request = *slot;
+    request->setMultiPartParam(body);
+    request->setRequestProperty("Content-Type", "application/json");
+    handle = slot;
+    request->execute();
+}
+
+void OrvServerService::runCertificate()
+{
+    if (!caCertificatePem.empty() && !certificatePem.empty() && !privateKey.empty()) {
+        sendMessage(std::vector<uint8_t>(), MSG_CERTIFICATE_RESULT);
+        return;
+    }
+    OrvQtHttpRequest**& handle = requestSlots[CONTEXT_CERTIFICATE - 1];
+    resetHttpRequest(handle);
+    const std::string url = isTestServer() ? preferences->certificateTestOrigin + "/dev/cert"
+                                           : preferences->certificateOrigin + "/prod/cert";
+    OrvQtHttpRequest** slot = createPostRequest(url, CONTEXT_CERTIFICATE, OrvQtHttpRequest::SSL_PROTOCOL_TLSV1_2);
+    if (slot == nullptr) {
+        sendCode(REQUEST_ERROR_NO_REQUEST, MSG_REQUEST_ERROR);
+        return;
+    }
+    OrvQtHttpRequest* request = *slot;
+    request->setRequestProperty("Authorization", "Bearer " + SysDataOrvToken::GetInstance()->getTokenAccess());
+    OrvKitDat::CertificateRequest certificateRequest;
+    certificateRequest.model = accessoryInfo->model;
+    certificateRequest.deviceNo = accessoryInfo->deviceNo;
+    std::vector<uint8_t> body;
+    certificateRequest.makeJson(body);
+    request->setMultiPartParam(body);
+    request->setRequestProperty("Content-Type", "application/json");
+    handle = slot;
+    request->execute();
+}
+
+void OrvServerService::runShadowUpdate(const std::vector<uint8>& data)
+{
+    OrvQtHttpRequest**& handle = requestSlots[CONTEXT_SHADOW - 1];
+    resetHttpRequest(handle);
+    const std::string thingName = accessoryInfo->model + "-" + accessoryInfo->deviceNo;
+    const std::string url = (isTestServer() ? preferences->deviceShadowTestOrigin : preferences->deviceShadowOrigin) +
+                            "/things/" + thingName + "/shadow";
+    if (data.empty()) {
+        sendCode(REQUEST_ERROR_EMPTY_DATA, MSG_REQUEST_ERROR);
+        return;
+    }
+    sendMessage(std::vector<uint8_t>(), MSG_ACCEPTED | CMD_UPDATE_SHADOW);
+    OrvQtHttpRequest** slot = createPostRequest(url, CONTEXT_SHADOW, OrvQtHttpRequest::SSL_PROTOCOL_TLSV1_2);
+    if (slot == nullptr) {
+        sendCode(REQUEST_ERROR_NO_REQUEST, MSG_REQUEST_ERROR);
+        return;
+    }
+
+    VxSerialization::Archive archive;
+    archive.clear();
+    archive.write(data.data(), data.size());
+    OrvKitDat::CarPositions positions;
+    positions.unserialize(archive);
+    positions.maker = makerText();
+    positions.model = accessoryInfo->model;
+    positions.deviceNo = accessoryInfo->deviceNo;
+    std::vector<uint8_t> body;
+    positions.makeJson(body);
+
+    OrvQtHttpRequest* request = *slot;
+    request->setMultiPartParam(body);
+    request->setRequestProperty("Content-Type", "application/json");
+
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.setProtocol(QSsl::TlsV1_2);
+    const QSslCertificate caCertificate(QByteArray::fromStdString(caCertificatePem), QSsl::Pem);
+    if (!caCertificate.isNull())
+        configuration.setCaCertificates(QList<QSslCertificate>() << caCertificate);
+    const QSslCertificate certificate(QByteArray::fromStdString(certificatePem), QSsl::Pem);
+    if (!certificate.isNull())
+        configuration.setLocalCertificateChain(QList<QSslCertificate>() << certificate);
+    const QSslKey key(QByteArray::fromStdString(privateKey), QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey, QByteArray());
+    if (!key.isNull())
+        configuration.setPrivateKey(key);
+
+    handle = slot;
+    request->execute2(configuration);
+}
+
+// ---------------------------------------------------------------------------
+// Completions
+
+int OrvServerService::httpFinished(unsigned int networkError, unsigned int httpStatus,
+                                   const std::vector<uint8_t>& body, unsigned int context)
+{
+    struct Route {
+        unsigned int context;
+        unsigned int successStatus;
+        unsigned long successId;
+        bool deviceMapper;
+    };
+    static const Route kRoutes[] = {
+        {CONTEXT_SPOTS, 200, MSG_SPOTS_RESULT, false},
+        {CONTEXT_FOLDERS, 200, MSG_FOLDERS_RESULT, false},
+        {CONTEXT_DESTINATIONS, 200, MSG_DESTINATIONS_RESULT, false},
+        {CONTEXT_DELETE_DESTINATION, 204, MSG_DELETE_DESTINATION_RESULT, false},
+        {CONTEXT_PLANS, 200, MSG_PLANS_RESULT, false},
+        {CONTEXT_DELETE_PLANS, 204, MSG_DELETE_PLANS_RESULT, false},
+        {CONTEXT_INFO_SUMMARY, 200, MSG_INFO_SUMMARY_RESULT, false},
+        {CONTEXT_SHADOW, 200, MSG_SHADOW_RESULT, true},
+    };
+
+    std::vector<uint8_t> failure;
+    if (context == CONTEXT_LOGIN) {
+        OrvKitDat::AuthResponse auth;
+        if (networkError == 0 && httpStatus == 200 && auth.fromJson(body) && auth.role == kMakerCode) {
+            SysDataOrvToken* store = SysDataOrvToken::GetInstance();
+            store->storeTokenAccess(auth.accessToken);
+            const uint32_t expirationDate = auth.expirationDate;
+            // 0x7FFFFFFF stands for a token that does not expire.
+            const int expiration = (expirationDate >= 1 && expirationDate <= 2147483646)
+                                       ? static_cast<int>(expirationDate) : 0x7FFFFFFF;
+            store->storeTokenExpiration(expiration);
+            // A new login invalidates the device certificate.
+            caCertificatePem.clear();
+            certificatePem.clear();
+            privateKey.clear();
+            sendMessage(body, MSG_LOGIN_RESULT);
+        } else {
+            onFinishOrvaneAssistErrorSet(networkError, httpStatus, body, context, failure);
+            sendMessage(failure, MSG_LOGIN_RESULT_ERROR);
+        }
+    } else if (context == CONTEXT_CERTIFICATE) {
+        if (networkError == 0 && (httpStatus == 200 || httpStatus == 201)) {
+            OrvKitDat::CertificateResponse certificate;
+            if (certificate.fromJson(body)) {
+                caCertificatePem = certificate.caCertificatePem;
+                certificatePem = certificate.certificatePem;
+                privateKey = certificate.privateKey;
+                sendMessage(body, MSG_CERTIFICATE_RESULT);
+            }
+        } else {
+            onFinishOrvaneAssistErrorSetAws(networkError, httpStatus, body, context, failure);
+            sendMessage(failure, MSG_CERTIFICATE_ERROR);
+        }
+    } else {
+        for (const Route& route : kRoutes) {
+            if (route.context != context)
+                continue;
+            if (networkError == 0 && httpStatus == route.successStatus) {
+                sendMessage(body, route.successId);
+            } else {
+                if (route.deviceMapper)
+                    onFinishOrvaneAssistErrorSetAws(networkError, httpStatus, body, context, failure);
+                else
+                    onFinishOrvaneAssistErrorSet(networkError, httpStatus, body, context, failure);
+                sendMessage(failure, MSG_RESULT_ERROR);
+            }
+            break;
+        }
+    }
+
+    cleanupAllHttpRequests();
+    return setNetworkAccessStatus();
+}
+
+void OrvServerService::onFinishOrvaneAssistErrorSet(unsigned int networkError, unsigned int httpStatus,
+                                                    const std::vector<uint8_t>& body, unsigned int context,
+                                                    std::vector<uint8_t>& out)
+{
+    unsigned char code = 0xB2;
+    if ((networkError >= 1 && networkError <= 7) || networkError == 99) {
+        code = context == CONTEXT_LOGIN ? 0xB0 : 0xB1;
+    } else if (httpStatus == 403) {
+        code = 0x70;
+    } else if (httpStatus == 400) {
+        const std::string text = body.empty() ? std::string() : errorCodeText(body);
+        if (text == kCodeE4001001) code = 0x60;
+        else if (text == kCodeE4001002) code = 0x61;
+    } else if (httpStatus == 401) {
+        const std::string text = body.empty() ? std::string() : errorCodeText(body);
+        if (text.size() == 8) {
+            if (text == kCodeE4011001) code = 0x50;
+            else if (text.compare(0, 5, kCodeE4019) == 0) code = 0x51;
+            else if (text == kCodeI4011001) code = 0x52;
+            else if (text == kCodeI4011002) code = 0x53;
+            else if (text == kCodeI4011004) code = 0x54;
+        }
+    } else if (httpStatus == 404) {
+        if (!body.empty()) {
+            const std::string text = errorCodeText(body);
+            if (text.size() != 8) code = 0x81;
+            else if (text == kCodeE4041001) code = 0x80;
+        }
+    } else if (httpStatus == 500) {
+        if (!body.empty() && errorCodeText(body) == kCodeE5001001) code = 0x90;
+    } else if (httpStatus == 503) {
+        if (!body.empty() && errorCodeText(body) == kCodeI5031001) code = 0xA0;
+    } else if (httpStatus == 200) {
+        code = 0x40;
+    }
+    out.push_back(code);
+}
+
+void OrvServerService::onFinishOrvaneAssistErrorSetAws(unsigned int networkError, unsigned int httpStatus,
+                                                       const std::vector<uint8_t>&, unsigned int,
+                                                       std::vector<uint8_t>& out)
+{
+    unsigned char code;
+    switch (httpStatus) {
+    case 400: code = 0xC0; break;
+    case 401: code = 0xC1; break;
+    case 405: code = 0xC2; break;
+    case 409: code = 0xC3; break;
+    case 413: code = 0xC4; break;
+    case 415: code = 0xC5; break;
+    case 429: code = 0xC6; break;
+    case 500: code = 0xC7; break;
+    case 503: code = 0xC8; break;
+    default: code = (networkError == 4 || networkError == 5) ? 0xC9 : 0x00; break;
+    }
+    out.push_back(code);
+}
