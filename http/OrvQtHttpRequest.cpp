@@ -1,0 +1,321 @@
+#include "http/OrvQtHttpRequest.h"
+
+#include "http/QtHttpRequestListener.h"
+
+#include <QNetworkRequest>
+#include <QTimer>
+#include <QUrl>
+#include <QUrlQuery>
+#include <QVariant>
+
+#include <algorithm>
+#include <utility>
+
+OrvQtHttpRequest::OrvQtHttpRequest(QNetworkAccessManager* manager_, QtHttpRequestListener* listener_,
+                                   QObject* parent)
+    : QObject(parent),
+      listener(listener_),
+      manager(manager_),
+      reply(nullptr),
+      timer(new QTimer()),
+      status(STATUS_NONE),
+      sslProtocol(SSL_PROTOCOL_SSLV3),
+      ignoreSslError(true),
+      timeout(30000),
+      retryCount(0),
+      retriesDone(0),
+      canceled(false),
+      timedOut(false),
+      context(0)
+{
+}
+
+OrvQtHttpRequest::~OrvQtHttpRequest()
+{
+    // The reply belongs to the manager and is left alone; only the timer is ours.
+    delete timer;
+}
+
+void OrvQtHttpRequest::initialize(const std::string& value)
+{
+    clear();
+    url = value;
+}
+
+void OrvQtHttpRequest::clear()
+{
+    reply = nullptr;
+    url.clear();
+    requestProperties.clear();
+    requestParameters.clear();
+    multiPartParam.clear();
+    status = STATUS_NONE;
+    sslProtocol = SSL_PROTOCOL_SSLV3;
+    ignoreSslError = true;
+    timeout = 30000;
+    retryCount = 0;
+    retriesDone = 0;
+    canceled = false;
+    timedOut = false;
+    context = 0;
+    sslConfigurationHook = nullptr;
+}
+
+void OrvQtHttpRequest::setRequestProperty(const std::string& key, const std::string& value)
+{
+    requestProperties.insert(std::make_pair(key, value));
+}
+
+void OrvQtHttpRequest::setRequestParameter(const std::string& key, const std::string& value)
+{
+    requestParameters.insert(std::make_pair(key, value));
+}
+
+void OrvQtHttpRequest::getRequestProperties(std::map<std::string, std::string>& out) const
+{
+    out = requestProperties;
+}
+
+void OrvQtHttpRequest::getRequestParameters(std::map<std::string, std::string>& out) const
+{
+    out = requestParameters;
+}
+
+void OrvQtHttpRequest::setMultiPartParam(const std::vector<unsigned char>& data)
+{
+    multiPartParam = data;
+}
+
+void OrvQtHttpRequest::getMultiPartParam(std::vector<unsigned char>& out) const
+{
+    out = multiPartParam;
+}
+
+bool OrvQtHttpRequest::isBusy() const
+{
+    return status == STATUS_EXECUTING && !canceled;
+}
+
+bool OrvQtHttpRequest::isEnableDelete() const
+{
+    return status != STATUS_EXECUTING;
+}
+
+void OrvQtHttpRequest::cancel()
+{
+    canceled = true;
+    if (reply != nullptr) {
+        reply->abort();
+    }
+}
+
+bool OrvQtHttpRequest::shouldRetry(unsigned int errorCode, unsigned int httpStatus) const
+{
+    // Only a transport failure that still came with a 1xx/2xx status is retried.
+    if (errorCode == 0) {
+        return false;
+    }
+    return httpStatus >= 100 && httpStatus <= 299;
+}
+
+void OrvQtHttpRequest::setSslConfigurationHook(SslConfigurationHook hook)
+{
+    sslConfigurationHook = std::move(hook);
+}
+
+QSsl::SslProtocol OrvQtHttpRequest::toQtProtocol(eSslProtocol protocol)
+{
+    switch (protocol) {
+#if QT_DEPRECATED_SINCE(5, 15)
+    case SSL_PROTOCOL_SSLV2:
+        return QSsl::SslV2;
+    case SSL_PROTOCOL_SSLV3:
+        return QSsl::SslV3;
+    case SSL_PROTOCOL_TLSV1_SSLV3:
+        return QSsl::TlsV1SslV3;
+#else
+    // Same numbers as the enumerators that this Qt build hides.
+    case SSL_PROTOCOL_SSLV2:
+        return static_cast<QSsl::SslProtocol>(1);
+    case SSL_PROTOCOL_SSLV3:
+        return static_cast<QSsl::SslProtocol>(0);
+    case SSL_PROTOCOL_TLSV1_SSLV3:
+        return static_cast<QSsl::SslProtocol>(6);
+#endif
+    case SSL_PROTOCOL_TLSV1_0:
+        return QSsl::TlsV1_0;
+    case SSL_PROTOCOL_TLSV1_1:
+        return QSsl::TlsV1_1;
+    case SSL_PROTOCOL_TLSV1_2:
+        return QSsl::TlsV1_2;
+    case SSL_PROTOCOL_DEFAULT:
+    default:
+        return QSsl::SecureProtocols;
+    }
+}
+
+void OrvQtHttpRequest::execute2(const QSslConfiguration& config)
+{
+    (void)config;
+}
+
+bool OrvQtHttpRequest::canExecute() const
+{
+    return manager != nullptr && !url.empty();
+}
+
+QUrl OrvQtHttpRequest::makeUrl() const
+{
+    return QUrl(QString::fromLatin1(url.c_str()), QUrl::TolerantMode);
+}
+
+void OrvQtHttpRequest::applyQuery(QUrl& target) const
+{
+    if (requestParameters.empty()) {
+        return;
+    }
+    QUrlQuery query;
+    for (const auto& parameter : requestParameters) {
+        query.addQueryItem(QString::fromUtf8(parameter.first.c_str()), QString::fromUtf8(parameter.second.c_str()));
+    }
+    target.setQuery(query);
+}
+
+void OrvQtHttpRequest::applyCacheControl(QNetworkRequest& request)
+{
+    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
+}
+
+void OrvQtHttpRequest::applyHeaders(QNetworkRequest& request) const
+{
+    for (const auto& header : requestProperties) {
+        request.setRawHeader(QByteArray(header.first.c_str()), QByteArray(header.second.c_str()));
+    }
+}
+
+QSslConfiguration OrvQtHttpRequest::makeSslConfiguration() const
+{
+    QSslConfiguration config = QSslConfiguration::defaultConfiguration();
+    config.setProtocol(toQtProtocol(sslProtocol));
+    applySslConfigurationHook(config);
+    return config;
+}
+
+void OrvQtHttpRequest::applySslConfigurationHook(QSslConfiguration& config) const
+{
+    if (sslConfigurationHook) {
+        sslConfigurationHook(config);
+    }
+}
+
+void OrvQtHttpRequest::startReply(QNetworkReply* newReply)
+{
+    reply = newReply;
+    if (reply != nullptr) {
+        connect(reply, &QNetworkReply::finished, this, &OrvQtHttpRequest::slotFinished);
+        connect(reply, &QNetworkReply::readyRead, this, &OrvQtHttpRequest::slotReadyRead);
+#if QT_VERSION >= QT_VERSION_CHECK(5, 15, 0)
+        connect(reply, &QNetworkReply::errorOccurred, this, &OrvQtHttpRequest::slotError);
+#else
+        connect(reply, static_cast<void (QNetworkReply::*)(QNetworkReply::NetworkError)>(&QNetworkReply::error),
+                this, &OrvQtHttpRequest::slotError);
+#endif
+        connect(reply, &QNetworkReply::sslErrors, this, &OrvQtHttpRequest::slotSslErrors);
+    }
+    connect(timer, &QTimer::timeout, this, &OrvQtHttpRequest::slotTimeout, Qt::UniqueConnection);
+    timer->setSingleShot(true);
+    timer->start(timeout);
+    status = STATUS_EXECUTING;
+}
+
+void OrvQtHttpRequest::releaseReply()
+{
+    disconnect(reply, nullptr, this, nullptr);
+    if (timer->isActive()) {
+        timer->stop();
+    }
+    disconnect(timer, &QTimer::timeout, this, &OrvQtHttpRequest::slotTimeout);
+    reply->deleteLater();
+    reply = nullptr;
+}
+
+void OrvQtHttpRequest::slotFinished()
+{
+    status = STATUS_FINISHED;
+    if (reply == nullptr) {
+        return;
+    }
+
+    const QNetworkReply::NetworkError replyError = reply->error();
+    const QVariant redirect = reply->attribute(QNetworkRequest::RedirectionTargetAttribute);
+    unsigned int errorCode = static_cast<unsigned int>(replyError);
+    std::vector<unsigned char> body;
+    if (replyError == QNetworkReply::NoError && redirect.isValid()) {
+        errorCode = REDIRECT_ERROR;
+    } else if (!timedOut) {
+        const qint64 available = reply->bytesAvailable();
+        if (available > 0) {
+            body.reserve(static_cast<size_t>(available));
+        }
+        while (reply->bytesAvailable() > 0) {
+            const size_t used = body.size();
+            const qint64 wanted = std::min<qint64>(reply->bytesAvailable(), READ_CHUNK_SIZE);
+            body.resize(used + static_cast<size_t>(wanted));
+            const qint64 got = reply->read(reinterpret_cast<char*>(body.data() + used), wanted);
+            if (got <= 0) {
+                body.resize(used);
+                break;
+            }
+            body.resize(used + static_cast<size_t>(got));
+        }
+    }
+
+    const QVariant statusAttribute = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    const unsigned int httpStatus = statusAttribute.isValid() ? statusAttribute.toUInt() : 0;
+
+    releaseReply();
+
+    if (canceled) {
+        if (listener != nullptr) {
+            listener->onHttpCanceled(context);
+        }
+        return;
+    }
+
+    if (shouldRetry(errorCode, httpStatus) && (retryCount == -1 || retryCount > retriesDone)) {
+        ++retriesDone;
+        execute();
+        return;
+    }
+
+    // The listener may delete this object: nothing is touched afterwards.
+    if (listener != nullptr) {
+        listener->onHttpFinished(errorCode, httpStatus, body, context);
+    }
+}
+
+void OrvQtHttpRequest::slotReadyRead()
+{
+    // The body is read once the reply has finished.
+}
+
+void OrvQtHttpRequest::slotError(QNetworkReply::NetworkError error)
+{
+    (void)error;
+}
+
+void OrvQtHttpRequest::slotSslErrors(const QList<QSslError>& errors)
+{
+    (void)errors;
+    if (ignoreSslError && reply != nullptr) {
+        reply->ignoreSslErrors();
+    }
+}
+
+void OrvQtHttpRequest::slotTimeout()
+{
+    timedOut = true;
+    if (reply != nullptr) {
+        reply->abort();
+    }
+}
