@@ -32,6 +32,12 @@ protected:
 // file (a missing file is empty); Set changes memory only; Flush writes a
 // temporary file and renames it over the old one, so an interrupted write
 // never loses the previous contents.
+//
+// On the host the file holds one "key=value" line per entry, sorted by key.
+// A backslash escapes "\\", "\n" and "\r" in keys and values, and "\=" in
+// keys, so any byte string round-trips. Malformed lines are skipped. An
+// integer is kept as decimal text; Get of an int accepts only a complete
+// signed decimal within range. Mode "r" cannot Flush; mode "w" starts empty.
 class SaveFileAccessMetaText : public SaveFileAccessBase
 {
 public:

@@ -22,5 +22,6 @@ public:
     static void setSink(Sink sink);
     // Host addition: silences standard error (the sink still receives).
     static void setQuiet(bool quiet);
+    static bool isQuiet();
 };
 #endif

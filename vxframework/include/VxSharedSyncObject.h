@@ -1,11 +1,13 @@
 #ifndef VX_SHARED_SYNC_OBJECT_H
 #define VX_SHARED_SYNC_OBJECT_H
 #include "VxUncopyable.h"
+#include <pthread.h>
 #include <string>
 
 // A lock named across processes. The host backs it with an advisory file
 // lock, which the kernel releases when a holder dies. The lock files live in
-// VX_LOCK_DIR, else /tmp.
+// VX_LOCK_DIR, else /tmp, as "vx-<name>.lock". An object also excludes the
+// threads of its own process, which share its file descriptor.
 class VxSharedSyncObject : private VxUncopyable
 {
 public:
@@ -16,8 +18,13 @@ public:
     int Unlock();
     const std::string& name() const { return lockName; }
 private:
+    int openLockFile();
+    int lockFile(unsigned int timeoutMs);
+
     std::string lockName;
     int fd;
+    pthread_mutex_t localMutex;
+    unsigned long holder;
 };
 
 class VxSharedSyncGuard : private VxUncopyable

@@ -46,8 +46,10 @@ private:
     }
     static VxSync& lock()
     {
-        static VxSync sync;
-        return sync;
+        // Never destroyed: destroy() runs from the exit hook, possibly after
+        // function-local statics are gone.
+        static VxSync* const sync = new VxSync();
+        return *sync;
     }
     static T* instance;
 };

@@ -1,0 +1,138 @@
+#include <VxEvent.h>
+#include <VxSingleton.h>
+#include <VxSync.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+long long elapsedMs(Clock::time_point start)
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+}
+
+TEST(VxSyncTest, TimedLockFailsWhileHeldElsewhere)
+{
+    VxSync sync;
+    ASSERT_EQ(sync.Lock(), 0);
+    int result = 0;
+    long long waited = 0;
+    std::thread other([&] {
+        const auto start = Clock::now();
+        result = sync.Lock(30);
+        waited = elapsedMs(start);
+    });
+    other.join();
+    EXPECT_EQ(result, -2);
+    EXPECT_GE(waited, 25);
+    EXPECT_EQ(sync.Unlock(), 0);
+
+    std::thread again([&] {
+        result = sync.Lock(30);
+        if (result == 0)
+            sync.Unlock();
+    });
+    again.join();
+    EXPECT_EQ(result, 0);
+}
+
+TEST(VxSyncTest, MisuseIsReportedNotFatal)
+{
+    VxSync sync;
+    EXPECT_EQ(sync.Unlock(), -1);
+    ASSERT_EQ(sync.Lock(0), 0);
+    EXPECT_EQ(sync.Lock(10), -1);
+    int foreignUnlock = 0;
+    std::thread other([&] { foreignUnlock = sync.Unlock(); });
+    other.join();
+    EXPECT_EQ(foreignUnlock, -1);
+    EXPECT_EQ(sync.Unlock(), 0);
+}
+
+TEST(VxSyncTest, GuardExcludesThreads)
+{
+    VxSync sync;
+    long counter = 0;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 10000; ++i) {
+                VxSyncGuard guard(sync);
+                ++counter;
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(counter, 40000);
+}
+
+TEST(VxEventTest, WaitTimesOutUntilSet)
+{
+    VxEvent event;
+    const auto start = Clock::now();
+    EXPECT_EQ(event.WaitEvent(20), -2);
+    EXPECT_GE(elapsedMs(start), 15);
+    EXPECT_EQ(event.WaitEvent(0), -2);
+
+    std::thread setter([&] { event.SetEvent(); });
+    EXPECT_EQ(event.WaitEvent(), 0);
+    setter.join();
+    // Manual reset: stays set until ResetEvent.
+    EXPECT_EQ(event.WaitEvent(0), 0);
+    EXPECT_EQ(event.WaitEvent(0), 0);
+    event.ResetEvent();
+    EXPECT_EQ(event.WaitEvent(1), -2);
+}
+
+TEST(VxEventTest, SetReleasesEveryWaiter)
+{
+    VxEvent event;
+    std::atomic<int> released{0};
+    std::vector<std::thread> waiters;
+    for (int i = 0; i < 3; ++i)
+        waiters.emplace_back([&] {
+            if (event.WaitEvent(5000) == 0)
+                ++released;
+        });
+    event.SetEvent();
+    for (auto& waiter : waiters)
+        waiter.join();
+    EXPECT_EQ(released.load(), 3);
+}
+
+std::vector<int>& destroyed()
+{
+    static std::vector<int> order;
+    return order;
+}
+
+template <int N>
+class Numbered : public VxSingleton<Numbered<N>>
+{
+public:
+    ~Numbered() override { destroyed().push_back(N); }
+};
+
+TEST(VxSingletonTest, FinalizeDestroysInReverseOrderOfCreation)
+{
+    Numbered<1>* first = Numbered<1>::GetInstance();
+    EXPECT_EQ(Numbered<1>::GetInstance(), first);
+    Numbered<2>::GetInstance();
+    Numbered<3>::GetInstance();
+    VxSingletonFinalizer::finalize();
+    EXPECT_EQ(destroyed(), (std::vector<int>{3, 2, 1}));
+    // A second run has nothing left to do; a new instance can be made.
+    VxSingletonFinalizer::finalize();
+    EXPECT_EQ(destroyed().size(), 3u);
+    EXPECT_NE(Numbered<1>::GetInstance(), nullptr);
+}
+
+} // namespace
