@@ -1,0 +1,27 @@
+#ifndef SYSTEM_INFORMATION_H
+#define SYSTEM_INFORMATION_H
+#include "sysdata/SysInfoStruct.h"
+#include "sysdata/VxSharedMemory.h"
+
+#include <cstdint>
+
+// The head unit's system information record, mapped from shared memory
+// "SystemInfo". The first instance to see the region fills the text-field
+// defaults. Each read takes the region's named lock.
+class SystemInformation : public VxSharedMemory<SysInfoStruct, 1>
+{
+public:
+    SystemInformation();
+    // Maps another region of the same layout; used by tests.
+    explicit SystemInformation(const char* regionName);
+    ~SystemInformation() override;
+
+    // False when the region is not mapped.
+    bool getProductKind(uint32_t& kind);
+    bool getProductSelector(uint32_t& selector);
+
+private:
+    void writeDefaults();
+    bool readWord(size_t offset, uint32_t& value);
+};
+#endif

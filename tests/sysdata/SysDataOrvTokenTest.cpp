@@ -1,0 +1,221 @@
+#include "sysdata/SysDataOrvToken.h"
+#include "sysdata/SysDataProductFactory.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <memory>
+#include <spawn.h>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+extern char** environ;
+
+namespace {
+
+const char* const kChildVariable = "ORVKIT_TOKEN_TEST_EXPECT";
+
+std::string tokenPath()
+{
+    return SaveFileAccessBase::directory() + "/OrvToken.ini";
+}
+
+// What a fresh handle on the file reads, bypassing the store.
+bool readKey(const char* key, std::string& value)
+{
+    std::unique_ptr<SaveFileAccessMetaText> file(SaveFileAccessFactory::GetInstance()->CreateMetaText("OrvToken.ini", "r"));
+    file->FOpen();
+    return file->Get(key, &value) == 0;
+}
+
+std::string toHex(const std::string& bytes)
+{
+    static const char digits[] = "0123456789abcdef";
+    std::string hex;
+    for (unsigned char c : bytes) {
+        hex += digits[c >> 4];
+        hex += digits[c & 15];
+    }
+    return hex;
+}
+
+std::string fromHex(const std::string& hex)
+{
+    std::string bytes;
+    for (size_t i = 0; i + 1 < hex.size(); i += 2)
+        bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+    return bytes;
+}
+
+// Counts how many callers have the handle open at once.
+class CountingMetaText : public SaveFileAccessMetaText
+{
+public:
+    CountingMetaText() : SaveFileAccessMetaText("OrvToken.ini", "a+") {}
+    int FOpen() override
+    {
+        if (openCount.fetch_add(1) != 0)
+            ++overlaps;
+        ++opens;
+        std::this_thread::yield();
+        return SaveFileAccessMetaText::FOpen();
+    }
+    int FClose() override
+    {
+        const int result = SaveFileAccessMetaText::FClose();
+        openCount.fetch_sub(1);
+        return result;
+    }
+    static std::atomic<int> openCount;
+    static std::atomic<int> overlaps;
+    static std::atomic<int> opens;
+};
+std::atomic<int> CountingMetaText::openCount{0};
+std::atomic<int> CountingMetaText::overlaps{0};
+std::atomic<int> CountingMetaText::opens{0};
+
+void installHandle(SaveFileAccessBase* handle)
+{
+    VxSyncGuard guard(SysDataOrvToken::GetInstance()->lock());
+    SysDataProductFactory::GetInstance()->setFile(SysDataProductFactory::kOrvTokenSlot, handle);
+}
+
+class SysDataOrvTokenTest : public ::testing::Test
+{
+protected:
+    void SetUp() override { unlink(tokenPath().c_str()); }
+    void TearDown() override { installHandle(nullptr); }
+};
+
+TEST_F(SysDataOrvTokenTest, MissingFileYieldsEmptyTokenAndCreatesKey)
+{
+    SysDataOrvToken* store = SysDataOrvToken::GetInstance();
+    EXPECT_EQ(store, SysDataOrvToken::GetInstance());
+    EXPECT_EQ(store->getTokenAccess(), "");
+    std::string value = "unset";
+    ASSERT_TRUE(readKey("TokenAccess", value));
+    EXPECT_EQ(value, "");
+    EXPECT_FALSE(readKey("TokenExpiration", value));
+    int expiration = 5;
+    EXPECT_FALSE(store->readTokenExpiration(expiration));
+    EXPECT_EQ(expiration, 5);
+}
+
+TEST_F(SysDataOrvTokenTest, StoredValuesReturnUnchanged)
+{
+    SysDataOrvToken* store = SysDataOrvToken::GetInstance();
+    const std::string tokens[] = {
+        "eyJhbGciOi.x-y_z", "with=equals==", "multi\nline\r\n", "back\\slash\\n", std::string("nul\0inside", 10), "\xe3\x81\x82",
+    };
+    for (const auto& token : tokens) {
+        store->storeTokenAccess(token);
+        EXPECT_EQ(store->getTokenAccess(), token);
+    }
+    const int expirations[] = {0, 1700000000, 0x7FFFFFFF, -1};
+    for (int value : expirations) {
+        store->storeTokenExpiration(value);
+        int read = 42;
+        EXPECT_TRUE(store->readTokenExpiration(read));
+        EXPECT_EQ(read, value);
+    }
+    // Each writer keeps the other key.
+    EXPECT_EQ(store->getTokenAccess(), tokens[5]);
+}
+
+TEST_F(SysDataOrvTokenTest, HandleIsCreatedOnceInTheTokenSlot)
+{
+    SysDataOrvToken* store = SysDataOrvToken::GetInstance();
+    SaveFileAccessMetaText* file = store->tokenFile();
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(file->name(), "OrvToken.ini");
+    EXPECT_EQ(file->mode(), "a+");
+    EXPECT_EQ(store->tokenFile(), file);
+    EXPECT_EQ(SysDataProductFactory::GetInstance()->file(SysDataProductFactory::kOrvTokenSlot), file);
+    EXPECT_EQ(SysDataProductFactory::GetInstance()->file(SysDataProductFactory::kFileCount), nullptr);
+}
+
+TEST_F(SysDataOrvTokenTest, ConcurrentAccessNeverOverlaps)
+{
+    installHandle(new CountingMetaText());
+    CountingMetaText::overlaps = 0;
+    CountingMetaText::opens = 0;
+    SysDataOrvToken* store = SysDataOrvToken::GetInstance();
+    const std::string first(40, 'A');
+    const std::string second(40, 'B');
+    store->storeTokenAccess(first);
+
+    std::atomic<int> badReads{0};
+    std::vector<std::thread> threads;
+    threads.emplace_back([&] {
+        for (int i = 0; i < 100; ++i)
+            store->storeTokenAccess(i % 2 == 0 ? second : first);
+    });
+    threads.emplace_back([&] {
+        for (int i = 0; i < 100; ++i) {
+            const std::string token = store->getTokenAccess();
+            if (token != first && token != second)
+                ++badReads;
+        }
+    });
+    threads.emplace_back([&] {
+        for (int i = 0; i < 100; ++i) {
+            store->storeTokenExpiration(i);
+            int value = 0;
+            store->readTokenExpiration(value);
+        }
+    });
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(CountingMetaText::overlaps.load(), 0);
+    EXPECT_EQ(CountingMetaText::opens.load(), 1 + 100 + 100 + 200);
+    EXPECT_EQ(badReads.load(), 0);
+    int expiration = 0;
+    EXPECT_TRUE(store->readTokenExpiration(expiration));
+    EXPECT_EQ(expiration, 99);
+}
+
+TEST_F(SysDataOrvTokenTest, FileSurvivesIntoAnotherProcess)
+{
+    const std::string token = "tok=en\nwith\\bytes";
+    SysDataOrvToken::GetInstance()->storeTokenAccess(token);
+    SysDataOrvToken::GetInstance()->storeTokenExpiration(1234);
+
+    const std::string variable = std::string(kChildVariable) + "=" + toHex(token);
+    std::vector<char*> environment;
+    for (char** entry = environ; *entry != nullptr; ++entry)
+        environment.push_back(*entry);
+    environment.push_back(const_cast<char*>(variable.c_str()));
+    environment.push_back(nullptr);
+    std::string filter = "--gtest_filter=SysDataOrvTokenChild.*";
+    std::string program = "/proc/self/exe";
+    char* arguments[] = {&program[0], &filter[0], nullptr};
+
+    pid_t child = -1;
+    ASSERT_EQ(posix_spawn(&child, "/proc/self/exe", nullptr, nullptr, arguments, environment.data()), 0);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+
+    EXPECT_EQ(SysDataOrvToken::GetInstance()->getTokenAccess(), "written by child");
+    int expiration = 0;
+    EXPECT_TRUE(SysDataOrvToken::GetInstance()->readTokenExpiration(expiration));
+    EXPECT_EQ(expiration, 1234);
+}
+
+// The other half of the test above, run in a child process only.
+TEST(SysDataOrvTokenChild, ReadsWhatTheParentStored)
+{
+    const char* expected = std::getenv(kChildVariable);
+    if (expected == nullptr)
+        GTEST_SKIP() << "runs only as a child of FileSurvivesIntoAnotherProcess";
+    SysDataOrvToken* store = SysDataOrvToken::GetInstance();
+    EXPECT_EQ(store->getTokenAccess(), fromHex(expected));
+    store->storeTokenAccess("written by child");
+}
+
+} // namespace
