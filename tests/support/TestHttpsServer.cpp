@@ -98,6 +98,9 @@ public:
     void serve(const httplib::Request& req, httplib::Response& res);
     Handler findHandler(const std::string& method, const std::string& path) const;
     void closeOpenConnections();
+    // False when stop() ended the wait.
+    bool waitUnlessStopping(int milliseconds);
+    static void cutConnection(const httplib::Request& req);
 
     static int sslIndex();
     static int ctxIndex();
@@ -173,6 +176,21 @@ void TestHttpsServer::Impl::closeOpenConnections()
         if (connection.second >= 0) {
             ::shutdown(connection.second, SHUT_RDWR);
         }
+    }
+}
+
+bool TestHttpsServer::Impl::waitUnlessStopping(int milliseconds)
+{
+    std::unique_lock<std::mutex> lock(stateMutex);
+    return !stateChanged.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return stopping; });
+}
+
+void TestHttpsServer::Impl::cutConnection(const httplib::Request& req)
+{
+    // Runs on the connection's own thread, so the descriptor is still open.
+    const int fd = req.ssl != nullptr ? SSL_get_fd(req.ssl) : -1;
+    if (fd >= 0) {
+        ::shutdown(fd, SHUT_RDWR);
     }
 }
 
@@ -274,9 +292,10 @@ void TestHttpsServer::Impl::serve(const httplib::Request& req, httplib::Response
     Handler handler = findHandler(record.method, record.path);
     const Reply reply = handler ? handler(record) : Reply::withStatus(404);
 
-    if (reply.delayMs > 0) {
-        std::unique_lock<std::mutex> lock(stateMutex);
-        stateChanged.wait_for(lock, std::chrono::milliseconds(reply.delayMs), [this] { return stopping; });
+    if (reply.delayMs > 0 && !waitUnlessStopping(reply.delayMs)) {
+        // Cut rather than answer early: the client must not see a success.
+        cutConnection(req);
+        return;
     }
 
     res.status = reply.status;
@@ -295,8 +314,7 @@ void TestHttpsServer::Impl::serve(const httplib::Request& req, httplib::Response
             [this, body, limit, stallMs](size_t offset, size_t length, httplib::DataSink& sink) {
                 if (offset >= limit) {
                     if (stallMs > 0) {
-                        std::unique_lock<std::mutex> lock(stateMutex);
-                        stateChanged.wait_for(lock, std::chrono::milliseconds(stallMs), [this] { return stopping; });
+                        waitUnlessStopping(stallMs);
                     }
                     return false; // cuts the connection
                 }
@@ -471,11 +489,6 @@ void TestHttpsServer::stop()
     if (!impl->server) {
         return;
     }
-    {
-        std::lock_guard<std::mutex> lock(impl->stateMutex);
-        impl->stopping = true;
-    }
-    impl->stateChanged.notify_all();
     if (impl->thread.joinable()) {
         // Wait for the accept loop to start (start() timed out otherwise), then end it.
         while (!impl->server->is_running()) {
@@ -486,6 +499,14 @@ void TestHttpsServer::stop()
             impl->stateChanged.wait_for(lock, std::chrono::milliseconds(1));
         }
         impl->server->stop();
+    }
+    // No new connections from here on; answers waiting out a delay give up.
+    {
+        std::lock_guard<std::mutex> lock(impl->stateMutex);
+        impl->stopping = true;
+    }
+    impl->stateChanged.notify_all();
+    if (impl->thread.joinable()) {
         // Connections may still start after a sweep; sweep until the server's thread is done.
         for (;;) {
             impl->closeOpenConnections();

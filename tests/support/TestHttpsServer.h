@@ -73,7 +73,7 @@ public:
         std::string body;
         std::string contentType = "application/json";
         std::vector<std::pair<std::string, std::string>> headers;
-        int delayMs = 0;         // wait before answering (a stop() ends the wait)
+        int delayMs = 0;         // wait before answering; a stop() cuts the connection instead
         std::string location;    // sent as "Location" when not empty
         long long sendOnly = -1; // >= 0: announce body.size() bytes, send only this many, then cut the connection
         int stallMs = 0;         // with sendOnly: wait this long after the partial body before the cut
