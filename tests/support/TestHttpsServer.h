@@ -32,6 +32,15 @@ class TestPki;
 // connection, including idle keep-alive ones and answers still waiting out
 // a delay. Delete or stop the Qt client first anyway, so that it does not
 // see those cuts as failures.
+//
+// Worth knowing when testing a Qt client against it:
+// - QNetworkAccessManager reuses an open connection to the same origin
+//   whatever TLS settings the next request carries; use a fresh manager
+//   when a test must see a new handshake (e.g. "without client certificate").
+// - A cut after the header (Reply::truncated) gives RemoteHostClosedError (2)
+//   with status 200; a refused mutual-TLS handshake gives 6 with status 0.
+// - The HTTP library answers 413 to a form-encoded body over 8 KiB and 414
+//   to a request line over 8 KiB, before any route runs (not recorded).
 class TestHttpsServer
 {
 public:
