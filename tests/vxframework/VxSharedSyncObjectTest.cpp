@@ -118,7 +118,7 @@ TEST(VxSharedSyncObjectTest, ExcludesThreadsOfOneProcess)
     long counter = 0;
     std::vector<std::thread> threads;
     for (int t = 0; t < 3; ++t) {
-        threads.emplace_back([&] {
+        threads.emplace_back([&, t] {
             for (int i = 0; i < 300; ++i) {
                 VxSharedSyncGuard guard(t % 2 == 0 ? shared : sameName);
                 const long seen = counter;

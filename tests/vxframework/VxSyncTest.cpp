@@ -108,10 +108,11 @@ TEST(VxEventTest, SetReleasesEveryWaiter)
     EXPECT_EQ(released.load(), 3);
 }
 
+// Outlives the exit hook, which destroys the instance made last below.
 std::vector<int>& destroyed()
 {
-    static std::vector<int> order;
-    return order;
+    static std::vector<int>* const order = new std::vector<int>();
+    return *order;
 }
 
 template <int N>
