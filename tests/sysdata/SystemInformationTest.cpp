@@ -8,7 +8,6 @@
 #include <string>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
@@ -167,23 +166,6 @@ TEST_F(SystemInformationTest, UnusableRegionStaysUnmapped)
         EXPECT_FALSE(badName.getProductSelector(selector));
     }
     EXPECT_EQ(reports, (std::vector<std::string>{"mmap error\n", "shm_open error\n"}));
-}
-
-TEST_F(SystemInformationTest, MappingsExcludeEachOtherThroughTheNamedLock)
-{
-    SystemInformation information(name.c_str());
-    ASSERT_EQ(information.Lock(), 0);
-    pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        VxSharedSyncObject other(name.c_str());
-        _exit(other.Lock(20) == -2 ? 0 : 1);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    information.Unlock();
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST(SystemInfoRegionTest, RealRegionIsUsable)

@@ -59,17 +59,6 @@ TEST_F(OrvDebugDataWriterTest, EmptyPartGivesEmptyName)
     EXPECT_EQ(now.substr(now.size() - 2), "bc");
 }
 
-TEST(OrvDebugDataWriterConstantsTest, Values)
-{
-    EXPECT_EQ(OrvDebugDataWriter::OUT_DIR_PATH, "./Orv_debug");
-    EXPECT_EQ(OrvDebugDataWriter::PREFIX_FOR_ORIGINAL_DATA, "ORG-");
-    EXPECT_EQ(OrvDebugDataWriter::PREFIX_FOR_CONVERTED_DATA, "CVT-");
-    EXPECT_EQ(OrvDebugDataWriter::PREFIX_FOR_LOG, "LOG-");
-    EXPECT_EQ(OrvDebugDataWriter::BIN_FILE_EXTENSION, ".bin");
-    EXPECT_EQ(OrvDebugDataWriter::LOG_FILE_EXTENSION, ".log");
-    EXPECT_EQ(OrvDebugDataWriter::TYPE_LOG, "log");
-}
-
 TEST(OrvDebugDataWriterInactiveTest, NothingIsWritten)
 {
     char pattern[] = "/tmp/orvkit-debug-XXXXXX";

@@ -5,7 +5,6 @@
 
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -41,19 +40,6 @@ TEST_F(VxDbgOutputTest, SinkReceivesFormattedText)
     EXPECT_EQ(received[1], "plain text");
     EXPECT_EQ(received[2], "shm_open error\n");
     EXPECT_EQ(received[3], std::string(3000, 'y'));
-}
-
-TEST_F(VxDbgOutputTest, ConcurrentReportsAreAllDelivered)
-{
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([t] {
-            for (int i = 0; i < 100; ++i)
-                VxDbgOutput::DbgPrintStdErr("f", "g", i, "%d:%d", t, i);
-        });
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_EQ(received.size(), 400u);
 }
 
 TEST_F(VxDbgOutputTest, RemovedSinkReceivesNothing)
