@@ -1,0 +1,654 @@
+#include "OrvCloudSimulator.h"
+
+#include "OrvSimAccounts.h"
+#include "OrvSimDataSet.h"
+#include "OrvSimEndpoint.h"
+#include "OrvSimPki.h"
+#include "OrvSimSeed.h"
+#include "OrvSimShadowStore.h"
+
+#include <QJsonDocument>
+#include <QJsonParseError>
+
+#include <openssl/ssl.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <regex>
+#include <sys/socket.h>
+
+namespace {
+
+using httplib::Request;
+using httplib::Response;
+
+const size_t kMaxLogEntries = 10000;
+const char* const kJson = "application/json; charset=utf-8";
+
+struct RouteEntry
+{
+    const char* name;
+    const char* method;
+    const char* pattern;
+};
+
+const RouteEntry kApiRoutes[] = {
+    {"login", "POST", "/api/navi/authorization/v1/local"},
+    {"summary", "GET", "/api/navi/info/v1/summary"},
+    {"genres", "GET", "/api/navi/info/v1/genres"},
+    {"spots", "GET", "/api/navi/bookmarks/v1/spots"},
+    {"spot-detail", "GET", "/api/navi/bookmarks/v1/spots/([^/]+)"},
+    {"folders", "GET", "/api/navi/bookmarks/v1/folders"},
+    {"destinations", "GET", "/api/navi/bookmarks/v1/destinations"},
+    {"delete-destination", "DELETE", "/api/navi/bookmarks/v1/destinations/([^/]+)"},
+    {"plans", "GET", "/api/navi/driveplans/v1/plans"},
+    {"plans-summary", "GET", "/api/navi/driveplans/v1/plans/summary"},
+    {"delete-plans", "DELETE", "/api/navi/driveplans/v1/plans"},
+    {"cert", "POST", "/(prod|dev)/cert"},
+};
+
+const RouteEntry kShadowRoutes[] = {
+    {"shadow", "POST", "/things/([^/]+)/shadow"},
+    {"shadow-get", "GET", "/things/([^/]+)/shadow"},
+};
+
+std::string jsonText(const QJsonDocument& document)
+{
+    return document.toJson(QJsonDocument::Compact).toStdString();
+}
+
+void answer(Response& response, int status, const QJsonObject& body)
+{
+    response.status = status;
+    response.set_content(jsonText(QJsonDocument(body)), kJson);
+}
+
+void answer(Response& response, int status, const QJsonArray& body)
+{
+    response.status = status;
+    response.set_content(jsonText(QJsonDocument(body)), kJson);
+}
+
+// The navigation API's error body.
+void fail(Response& response, int status, const std::string& code, const std::string& message)
+{
+    QJsonObject error;
+    error.insert("code", QString::fromStdString(code));
+    error.insert("message", QString::fromStdString(message));
+    QJsonObject body;
+    body.insert("error", error);
+    answer(response, status, body);
+}
+
+// The device endpoint's error body.
+void failDevice(Response& response, int status, const std::string& message)
+{
+    QJsonObject body;
+    body.insert("code", status);
+    body.insert("message", QString::fromStdString(message));
+    answer(response, status, body);
+}
+
+std::string queryText(const httplib::Params& params)
+{
+    std::string text;
+    for (const auto& param : params) {
+        if (!text.empty()) {
+            text += '&';
+        }
+        text += param.first + "=" + param.second;
+    }
+    return text;
+}
+
+bool requireIdentity(const Request& request, Response& response)
+{
+    for (const char* key : {"maker", "model", "deviceNo"}) {
+        if (!request.has_param(key)) {
+            fail(response, 400, "E4001001", std::string("missing parameter: ") + key);
+            return false;
+        }
+    }
+    return true;
+}
+
+// An absent or empty parameter keeps value.
+bool readNumber(const Request& request, const char* key, unsigned high, unsigned& value, Response& response)
+{
+    const std::string text = request.get_param_value(key);
+    if (text.empty()) {
+        return true;
+    }
+    if (text.size() > 6 || text.find_first_not_of("0123456789") != std::string::npos ||
+        std::strtoul(text.c_str(), nullptr, 10) > high) {
+        fail(response, 400, "E4001002", std::string("invalid parameter: ") + key);
+        return false;
+    }
+    value = static_cast<unsigned>(std::strtoul(text.c_str(), nullptr, 10));
+    return true;
+}
+
+bool readCoordinate(const Request& request, const char* key, double low, double high, bool& present,
+                    double& value, Response& response)
+{
+    const std::string text = request.get_param_value(key);
+    present = !text.empty();
+    if (!present) {
+        return true;
+    }
+    char* end = nullptr;
+    value = std::strtod(text.c_str(), &end);
+    if (end == nullptr || *end != '\0' || !(value >= low && value <= high)) {
+        fail(response, 400, "E4001002", std::string("invalid parameter: ") + key);
+        return false;
+    }
+    return true;
+}
+
+bool readPage(const Request& request, unsigned maxSort, OrvSimDataSet::Page& page, Response& response)
+{
+    return readNumber(request, "sort", maxSort, page.sort, response) &&
+           readNumber(request, "order", 1, page.order, response) &&
+           readNumber(request, "number", 1000, page.number, response) &&
+           readNumber(request, "position", 100000, page.position, response);
+}
+
+bool parseObject(const std::string& body, QJsonObject& out)
+{
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(QByteArray(body.data(), static_cast<int>(body.size())), &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject()) {
+        return false;
+    }
+    out = document.object();
+    return true;
+}
+
+} // namespace
+
+const char* OrvCloudSimulator::builtInSeed() { return OrvSimSeed::text(); }
+
+OrvCloudSimulator::OrvCloudSimulator() : running(false), stopRequested(false) {}
+
+OrvCloudSimulator::~OrvCloudSimulator() { stop(); }
+
+bool OrvCloudSimulator::start(const Options& options, std::string* error)
+{
+    std::string message;
+    auto failWith = [&](const std::string& text) {
+        if (error != nullptr) {
+            *error = text;
+        }
+        stop();
+        return false;
+    };
+    if (running) {
+        return failWith("already running");
+    }
+
+    QJsonObject seed;
+    const std::string seedText = options.seedText.empty() ? std::string(builtInSeed()) : options.seedText;
+    if (!parseObject(seedText, seed)) {
+        return failWith("the seed is not a JSON object");
+    }
+    accounts.reset(new OrvSimAccounts);
+    if (!accounts->load(seed.value("accounts").toArray(), message)) {
+        return failWith("seed: " + message);
+    }
+    const int64_t lifetime = options.tokenLifetime > 0 ? options.tokenLifetime
+                                                       : static_cast<int64_t>(seed.value("tokenLifetime").toDouble(3600));
+    accounts->setTokenLifetime(lifetime);
+    for (int env = 0; env < 2; ++env) {
+        data[env].reset(new OrvSimDataSet);
+        if (!data[env]->load(seed, message)) {
+            return failWith("seed: " + message);
+        }
+        shadows[env].reset(new OrvSimShadowStore);
+    }
+
+    pki.reset(new OrvSimPki);
+    if (!pki->generate(message)) {
+        return failWith(message);
+    }
+
+    // A dropped connection makes the server write to a closed socket.
+    struct sigaction current {};
+    if (sigaction(SIGPIPE, nullptr, &current) == 0 && current.sa_handler == SIG_DFL) {
+        std::signal(SIGPIPE, SIG_IGN);
+    }
+
+    {
+        std::lock_guard<std::mutex> lock(stateMutex);
+        stopRequested = false;
+    }
+    onRequest = options.onRequest;
+    const int apiPorts[2] = {options.apiPort, options.apiTestPort};
+    const int shadowPorts[2] = {options.shadowPort, options.shadowTestPort};
+    OrvSimPki* authority = pki.get();
+    for (int env = 0; env < 2; ++env) {
+        const Environment environment = static_cast<Environment>(env);
+        apiEndpoints[env].reset(
+            new OrvSimEndpoint([authority](SSL_CTX& ctx) { return authority->configureServer(ctx, false); }));
+        installApi(apiEndpoints[env]->server(), environment);
+        if (!apiEndpoints[env]->start(apiPorts[env], message)) {
+            return failWith(message);
+        }
+        shadowEndpoints[env].reset(
+            new OrvSimEndpoint([authority](SSL_CTX& ctx) { return authority->configureServer(ctx, true); }));
+        shadowEndpoints[env]->server().set_payload_max_length(128 * 1024);
+        installShadow(shadowEndpoints[env]->server(), environment);
+        if (!shadowEndpoints[env]->start(shadowPorts[env], message)) {
+            return failWith(message);
+        }
+    }
+    running = true;
+    return true;
+}
+
+void OrvCloudSimulator::stop()
+{
+    {
+        std::lock_guard<std::mutex> lock(stateMutex);
+        stopRequested = true;
+    }
+    stopping.notify_all();
+    for (int env = 0; env < 2; ++env) {
+        apiEndpoints[env].reset();
+        shadowEndpoints[env].reset();
+    }
+    running = false;
+}
+
+OrvCloudSimulator::Origins OrvCloudSimulator::origins() const
+{
+    Origins result;
+    if (!running) {
+        return result;
+    }
+    result.authServerOrigin = result.apiServerOrigin = result.certificateOrigin = apiEndpoints[0]->origin();
+    result.authServerTestOrigin = result.apiServerTestOrigin = result.certificateTestOrigin =
+        apiEndpoints[1]->origin();
+    result.deviceShadowOrigin = shadowEndpoints[0]->origin();
+    result.deviceShadowTestOrigin = shadowEndpoints[1]->origin();
+    return result;
+}
+
+std::string OrvCloudSimulator::caCertificatePem() const { return pki ? pki->caCertificatePem() : std::string(); }
+
+bool OrvCloudSimulator::addFault(const std::string& spec, std::string* error)
+{
+    std::string route;
+    OrvSimFault fault;
+    std::string message;
+    if (!OrvSimFault::parse(spec, route, fault, message)) {
+        if (error != nullptr) {
+            *error = message;
+        }
+        return false;
+    }
+    setFault(route, fault);
+    return true;
+}
+
+void OrvCloudSimulator::setFault(const std::string& route, const OrvSimFault& fault)
+{
+    std::lock_guard<std::mutex> lock(stateMutex);
+    faults[route] = fault;
+}
+
+void OrvCloudSimulator::clearFaults()
+{
+    std::lock_guard<std::mutex> lock(stateMutex);
+    faults.clear();
+}
+
+void OrvCloudSimulator::expireTokens()
+{
+    if (accounts) {
+        accounts->expireAll();
+    }
+}
+
+void OrvCloudSimulator::setTokenLifetime(int64_t seconds)
+{
+    if (accounts) {
+        accounts->setTokenLifetime(seconds);
+    }
+}
+
+std::string OrvCloudSimulator::shadowDocument(const std::string& thingName, Environment environment) const
+{
+    QJsonObject document;
+    if (!shadows[environment] || !shadows[environment]->document(thingName, document)) {
+        return std::string();
+    }
+    return jsonText(QJsonDocument(document));
+}
+
+std::string OrvCloudSimulator::summaryJson(Environment environment) const
+{
+    return data[environment] ? jsonText(QJsonDocument(data[environment]->summary())) : std::string();
+}
+
+std::vector<OrvCloudSimulator::RequestRecord> OrvCloudSimulator::requests() const
+{
+    std::lock_guard<std::mutex> lock(stateMutex);
+    return std::vector<RequestRecord>(log.begin(), log.end());
+}
+
+void OrvCloudSimulator::clearRequests()
+{
+    std::lock_guard<std::mutex> lock(stateMutex);
+    log.clear();
+}
+
+void OrvCloudSimulator::record(RequestRecord entry)
+{
+    {
+        std::lock_guard<std::mutex> lock(stateMutex);
+        log.push_back(entry);
+        while (log.size() > kMaxLogEntries) {
+            log.pop_front();
+        }
+    }
+    if (onRequest) {
+        onRequest(entry);
+    }
+}
+
+OrvCloudSimulator::FaultOutcome OrvCloudSimulator::applyFault(const std::string& route, const Request& request,
+                                                              Response& response)
+{
+    OrvSimFault fault;
+    {
+        std::unique_lock<std::mutex> lock(stateMutex);
+        auto found = faults.find(route);
+        if (found == faults.end()) {
+            found = faults.find("*");
+        }
+        if (found == faults.end()) {
+            return FaultOutcome::None;
+        }
+        fault = found->second;
+        if (found->second.times > 0 && --found->second.times == 0) {
+            faults.erase(found);
+        }
+        if (fault.delayMs > 0 &&
+            stopping.wait_for(lock, std::chrono::milliseconds(fault.delayMs), [this] { return stopRequested; })) {
+            return FaultOutcome::Dropped;
+        }
+    }
+    if (fault.drop) {
+        const int socket = request.ssl != nullptr ? SSL_get_fd(request.ssl) : -1;
+        if (socket >= 0) {
+            ::shutdown(socket, SHUT_RDWR);
+        }
+        response.status = 500;
+        return FaultOutcome::Dropped;
+    }
+    if (fault.status == 0) {
+        return FaultOutcome::None;
+    }
+    response.status = fault.status;
+    if (!fault.emptyBody) {
+        const std::string code = fault.code.empty() ? OrvSimFault::usualCode(fault.status) : fault.code;
+        fail(response, fault.status, code, "injected fault");
+    }
+    return FaultOutcome::Answered;
+}
+
+void OrvCloudSimulator::addRoute(httplib::Server& server, Environment environment, const char* route,
+                                 const char* method, const char* pattern, Handler handler)
+{
+    const std::string name = route;
+    auto wrapped = [this, environment, name, handler](const Request& request, Response& response) {
+        const FaultOutcome outcome = applyFault(name, request, response);
+        if (outcome == FaultOutcome::None) {
+            handler(request, response);
+        }
+        record(RequestRecord{environment, name, request.method, request.path, queryText(request.params),
+                             outcome == FaultOutcome::Dropped ? 0 : response.status});
+    };
+    const std::string verb = method;
+    if (verb == "GET") {
+        server.Get(pattern, wrapped);
+    } else if (verb == "POST") {
+        server.Post(pattern, wrapped);
+    } else if (verb == "DELETE") {
+        server.Delete(pattern, wrapped);
+    }
+}
+
+bool OrvCloudSimulator::authorised(Environment environment, const Request& request, Response& response)
+{
+    switch (accounts->check(environment, request.get_header_value("Authorization"))) {
+    case OrvSimAccounts::Check::Valid:
+        return true;
+    case OrvSimAccounts::Check::Missing:
+        response.set_header("WWW-Authenticate", "Bearer");
+        fail(response, 401, "E4011001", "access token missing");
+        return false;
+    case OrvSimAccounts::Check::Unknown:
+        response.set_header("WWW-Authenticate", "Bearer error=\"invalid_token\"");
+        fail(response, 401, "E4011001", "access token invalid");
+        return false;
+    case OrvSimAccounts::Check::Expired:
+        response.set_header("WWW-Authenticate", "Bearer error=\"invalid_token\"");
+        fail(response, 401, "E4019001", "access token expired");
+        return false;
+    }
+    return false;
+}
+
+void OrvCloudSimulator::signIn(Environment environment, const Request& request, Response& response)
+{
+    QJsonObject body;
+    if (!parseObject(request.body, body)) {
+        fail(response, 400, "E4001002", "the body is not a JSON object");
+        return;
+    }
+    const QJsonValue loginId = body.value("loginid");
+    const QJsonValue password = body.value("password");
+    if (!loginId.isString() || !password.isString() || loginId.toString().isEmpty()) {
+        fail(response, 400, "E4001001", "\"loginid\" and \"password\" are required");
+        return;
+    }
+    QJsonObject token;
+    if (!accounts->signIn(environment, loginId.toString().toStdString(), password.toString().toStdString(), token)) {
+        fail(response, 401, "E4011001", "login id or password is incorrect");
+        return;
+    }
+    answer(response, 200, token);
+}
+
+void OrvCloudSimulator::issueCertificate(Environment environment, const Request& request, Response& response)
+{
+    if (!authorised(environment, request, response)) {
+        return;
+    }
+    QJsonObject body;
+    if (!parseObject(request.body, body)) {
+        fail(response, 400, "E4001002", "the body is not a JSON object");
+        return;
+    }
+    const std::string model = body.value("model").toString().toStdString();
+    const std::string deviceNo = body.value("deviceNo").toString().toStdString();
+    if (model.empty() || deviceNo.empty()) {
+        fail(response, 400, "E4001001", "\"model\" and \"deviceNo\" are required");
+        return;
+    }
+    const std::string thingName = model + "-" + deviceNo;
+    if (thingName.size() > 64) {
+        fail(response, 400, "E4001002", "the thing name is longer than 64 bytes");
+        return;
+    }
+    OrvSimPki::DeviceIdentity identity;
+    std::string error;
+    if (!pki->issueDevice(thingName, identity, error)) {
+        fail(response, 500, "E5001001", error);
+        return;
+    }
+    QJsonObject certificate;
+    certificate.insert("caCertificatePem", QString::fromStdString(pki->caCertificatePem()));
+    certificate.insert("certificatePem", QString::fromStdString(identity.certificatePem));
+    certificate.insert("privateKey", QString::fromStdString(identity.privateKeyPem));
+    answer(response, 200, certificate);
+}
+
+void OrvCloudSimulator::updateShadow(Environment environment, const Request& request, Response& response)
+{
+    const std::string thing = request.matches[1];
+    std::string presented;
+    const int peer = OrvSimPki::checkPeer(request.ssl, thing, &presented);
+    if (peer == 0) {
+        failDevice(response, 401, "a client certificate from the device CA is required");
+        return;
+    }
+    if (peer < 0) {
+        failDevice(response, 403, "the certificate of \"" + presented + "\" may not update \"" + thing + "\"");
+        return;
+    }
+    if (request.get_header_value("Content-Type").find("application/json") == std::string::npos) {
+        failDevice(response, 415, "the body must be application/json");
+        return;
+    }
+    QJsonObject body;
+    if (!parseObject(request.body, body)) {
+        failDevice(response, 400, "the body is not a JSON object");
+        return;
+    }
+    QJsonObject acknowledged;
+    std::string error;
+    if (!shadows[environment]->update(thing, body, acknowledged, error)) {
+        failDevice(response, 400, error);
+        return;
+    }
+    answer(response, 200, acknowledged);
+}
+
+void OrvCloudSimulator::readShadow(Environment environment, const Request& request, Response& response)
+{
+    const std::string thing = request.matches[1];
+    std::string presented;
+    const int peer = OrvSimPki::checkPeer(request.ssl, thing, &presented);
+    if (peer == 0) {
+        failDevice(response, 401, "a client certificate from the device CA is required");
+        return;
+    }
+    if (peer < 0) {
+        failDevice(response, 403, "the certificate of \"" + presented + "\" may not read \"" + thing + "\"");
+        return;
+    }
+    QJsonObject document;
+    if (!shadows[environment]->document(thing, document)) {
+        failDevice(response, 404, "no shadow exists with name: " + thing);
+        return;
+    }
+    answer(response, 200, document);
+}
+
+void OrvCloudSimulator::installApi(httplib::Server& server, Environment environment)
+{
+    OrvSimDataSet* set = data[environment].get();
+    // Plain data routes share the bearer and identity checks.
+    auto api = [this, environment](std::function<void(const Request&, Response&)> body) {
+        return [this, environment, body](const Request& request, Response& response) {
+            if (authorised(environment, request, response) && requireIdentity(request, response)) {
+                body(request, response);
+            }
+        };
+    };
+    for (const RouteEntry& route : kApiRoutes) {
+        const std::string name = route.name;
+        Handler handler;
+        if (name == "login") {
+            handler = [this, environment](const Request& q, Response& r) { signIn(environment, q, r); };
+        } else if (name == "cert") {
+            handler = [this, environment](const Request& q, Response& r) { issueCertificate(environment, q, r); };
+        } else if (name == "summary") {
+            handler = api([set](const Request&, Response& r) { answer(r, 200, set->summary()); });
+        } else if (name == "genres") {
+            handler = api([set](const Request&, Response& r) { answer(r, 200, set->genres()); });
+        } else if (name == "spots") {
+            handler = api([set](const Request& q, Response& r) {
+                OrvSimDataSet::Page page;
+                bool hasLon = false;
+                bool hasLat = false;
+                double lon = 0.0;
+                double lat = 0.0;
+                if (readPage(q, 3, page, r) && readCoordinate(q, "lon", -180.0, 180.0, hasLon, lon, r) &&
+                    readCoordinate(q, "lat", -90.0, 90.0, hasLat, lat, r)) {
+                    answer(r, 200, set->spots(page, hasLon && hasLat, lon, lat));
+                }
+            });
+        } else if (name == "spot-detail") {
+            handler = api([set](const Request& q, Response& r) {
+                QJsonObject spot;
+                if (set->spot(q.matches[1], spot)) {
+                    answer(r, 200, spot);
+                } else {
+                    fail(r, 404, "E4041001", "no spot with id " + std::string(q.matches[1]));
+                }
+            });
+        } else if (name == "folders") {
+            handler = api([set](const Request& q, Response& r) {
+                OrvSimDataSet::Page page;
+                if (readPage(q, 2, page, r)) {
+                    answer(r, 200, set->folders(page));
+                }
+            });
+        } else if (name == "destinations") {
+            handler = api([set](const Request&, Response& r) { answer(r, 200, set->destinations()); });
+        } else if (name == "delete-destination") {
+            handler = api([set](const Request& q, Response& r) {
+                if (set->deleteDestination(q.matches[1])) {
+                    r.status = 204;
+                } else {
+                    fail(r, 404, "E4041001", "no destination with id " + std::string(q.matches[1]));
+                }
+            });
+        } else if (name == "plans") {
+            handler = api([set](const Request& q, Response& r) {
+                unsigned number = 0;
+                unsigned position = 1;
+                if (readNumber(q, "number", 1000, number, r) && readNumber(q, "position", 100000, position, r)) {
+                    answer(r, 200, set->plans(number, position, q.get_param_value("baseDate")));
+                }
+            });
+        } else if (name == "plans-summary") {
+            handler = api([set](const Request&, Response& r) { answer(r, 200, set->plansSummary()); });
+        } else if (name == "delete-plans") {
+            handler = api([set](const Request&, Response& r) {
+                set->deletePlans();
+                r.status = 204;
+            });
+        }
+        addRoute(server, environment, route.name, route.method, route.pattern, handler);
+    }
+    server.set_logger([this, environment](const Request& request, const Response& response) {
+        // Known routes record themselves; this catches the rest.
+        for (const RouteEntry& route : kApiRoutes) {
+            if (request.method == route.method && std::regex_match(request.path, std::regex(route.pattern))) {
+                return;
+            }
+        }
+        record(RequestRecord{environment, std::string(), request.method, request.path, queryText(request.params),
+                             response.status});
+    });
+}
+
+void OrvCloudSimulator::installShadow(httplib::Server& server, Environment environment)
+{
+    addRoute(server, environment, kShadowRoutes[0].name, kShadowRoutes[0].method, kShadowRoutes[0].pattern,
+             [this, environment](const Request& q, Response& r) { updateShadow(environment, q, r); });
+    addRoute(server, environment, kShadowRoutes[1].name, kShadowRoutes[1].method, kShadowRoutes[1].pattern,
+             [this, environment](const Request& q, Response& r) { readShadow(environment, q, r); });
+    server.set_logger([this, environment](const Request& request, const Response& response) {
+        if (!std::regex_match(request.path, std::regex(kShadowRoutes[0].pattern)) ||
+            (request.method != "GET" && request.method != "POST")) {
+            record(RequestRecord{environment, std::string(), request.method, request.path,
+                                 queryText(request.params), response.status});
+        }
+    });
+}

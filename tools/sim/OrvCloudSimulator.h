@@ -1,0 +1,136 @@
+#ifndef ORV_CLOUD_SIMULATOR_H
+#define ORV_CLOUD_SIMULATOR_H
+
+#include "OrvSimFault.h"
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace httplib {
+struct Request;
+struct Response;
+class Server;
+} // namespace httplib
+
+class OrvSimAccounts;
+class OrvSimDataSet;
+class OrvSimEndpoint;
+class OrvSimPki;
+class OrvSimShadowStore;
+
+// The cloud service on loopback, in-process: a production and a test
+// environment, each with an HTTPS server for sign-in, the navigation API and
+// the certificate endpoint, and a mutual-TLS server for device shadows. The
+// two environments share the accounts and the CA but keep their own tokens,
+// data and shadows.
+class OrvCloudSimulator
+{
+public:
+    enum Environment { Production = 0, Test = 1 };
+
+    // Field names match OrvKitPreferences.
+    struct Origins
+    {
+        std::string authServerOrigin;
+        std::string authServerTestOrigin;
+        std::string apiServerOrigin;
+        std::string apiServerTestOrigin;
+        std::string certificateOrigin;
+        std::string certificateTestOrigin;
+        std::string deviceShadowOrigin;
+        std::string deviceShadowTestOrigin;
+    };
+
+    struct RequestRecord
+    {
+        Environment environment;
+        std::string route;  // one of OrvSimFault::routes(), or empty for an unknown path
+        std::string method;
+        std::string path;
+        std::string query;  // decoded, "key=value&..." in key order
+        int status;         // 0: the connection was dropped
+    };
+
+    struct Options
+    {
+        std::string seedText; // empty: the built-in seed
+        int apiPort = 0;      // 0: any free port
+        int apiTestPort = 0;
+        int shadowPort = 0;
+        int shadowTestPort = 0;
+        int64_t tokenLifetime = 0; // seconds; 0: the seed's "tokenLifetime", else 3600
+        // Called on a server thread after each request.
+        std::function<void(const RequestRecord&)> onRequest;
+    };
+
+    static const char* builtInSeed();
+
+    OrvCloudSimulator();
+    ~OrvCloudSimulator();
+    OrvCloudSimulator(const OrvCloudSimulator&) = delete;
+    OrvCloudSimulator& operator=(const OrvCloudSimulator&) = delete;
+
+    bool start(const Options& options, std::string* error = nullptr);
+    void stop();
+    bool isRunning() const { return running; }
+
+    Origins origins() const;
+    std::string caCertificatePem() const;
+
+    // spec as for OrvSimFault::parse; replaces the route's previous fault.
+    bool addFault(const std::string& spec, std::string* error = nullptr);
+    void setFault(const std::string& route, const OrvSimFault& fault);
+    void clearFaults();
+
+    void expireTokens();
+    void setTokenLifetime(int64_t seconds);
+
+    // The stored shadow as JSON text, or empty when the thing has none.
+    std::string shadowDocument(const std::string& thingName, Environment environment = Production) const;
+    // The summary body the API would send now.
+    std::string summaryJson(Environment environment = Production) const;
+
+    std::vector<RequestRecord> requests() const;
+    void clearRequests();
+
+private:
+    using Handler = std::function<void(const httplib::Request&, httplib::Response&)>;
+
+    void installApi(httplib::Server& server, Environment environment);
+    void installShadow(httplib::Server& server, Environment environment);
+    void addRoute(httplib::Server& server, Environment environment, const char* route, const char* method,
+                  const char* pattern, Handler handler);
+    enum class FaultOutcome { None, Answered, Dropped };
+    FaultOutcome applyFault(const std::string& route, const httplib::Request& request, httplib::Response& response);
+    void record(RequestRecord entry);
+
+    void signIn(Environment environment, const httplib::Request& request, httplib::Response& response);
+    bool authorised(Environment environment, const httplib::Request& request, httplib::Response& response);
+    void issueCertificate(Environment environment, const httplib::Request& request, httplib::Response& response);
+    void updateShadow(Environment environment, const httplib::Request& request, httplib::Response& response);
+    void readShadow(Environment environment, const httplib::Request& request, httplib::Response& response);
+
+    std::unique_ptr<OrvSimPki> pki;
+    std::unique_ptr<OrvSimAccounts> accounts;
+    std::unique_ptr<OrvSimDataSet> data[2];
+    std::unique_ptr<OrvSimShadowStore> shadows[2];
+    std::unique_ptr<OrvSimEndpoint> apiEndpoints[2];
+    std::unique_ptr<OrvSimEndpoint> shadowEndpoints[2];
+    std::function<void(const RequestRecord&)> onRequest;
+    bool running;
+
+    mutable std::mutex stateMutex;
+    std::condition_variable stopping;
+    bool stopRequested;
+    std::map<std::string, OrvSimFault> faults;
+    std::deque<RequestRecord> log;
+};
+
+#endif

@@ -1,0 +1,51 @@
+#ifndef ORV_SIM_ACCOUNTS_H
+#define ORV_SIM_ACCOUNTS_H
+
+#include <QJsonArray>
+#include <QJsonObject>
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <string>
+
+// Sign-in accounts and the access tokens handed out. A token is valid only
+// on the environment (production or test) that issued it.
+class OrvSimAccounts
+{
+public:
+    enum class Check { Valid, Missing, Unknown, Expired };
+
+    // [{"loginid", "password", "role"?}]; false with a message when malformed.
+    bool load(const QJsonArray& accounts, std::string& error);
+    void setTokenLifetime(int64_t seconds);
+    int64_t tokenLifetime() const;
+
+    // The authorisation answer, or false for unknown credentials.
+    bool signIn(int environment, const std::string& loginId, const std::string& password, QJsonObject& answer);
+
+    // authorization is the header as received ("Bearer <token>").
+    Check check(int environment, const std::string& authorization) const;
+
+    // Every token issued so far expires now.
+    void expireAll();
+
+private:
+    struct Account
+    {
+        std::string password;
+        std::string role;
+    };
+    struct Token
+    {
+        int environment;
+        int64_t expiresAt;
+    };
+
+    mutable std::mutex mutex;
+    std::map<std::string, Account> accounts;
+    std::map<std::string, Token> tokens;
+    int64_t lifetime = 3600;
+};
+
+#endif
