@@ -1,0 +1,191 @@
+// orvkit-sim: the simulated cloud as a process, until SIGINT or SIGTERM.
+#include "OrvCloudSimulator.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+const char* const kUsage =
+    "usage: orvkit-sim [options]\n"
+    "  --api-port N           production sign-in/API/certificate port (default: any free port)\n"
+    "  --api-test-port N      test sign-in/API/certificate port\n"
+    "  --shadow-port N        production device-shadow port (mutual TLS)\n"
+    "  --shadow-test-port N   test device-shadow port\n"
+    "  --seed FILE            seed data (default: the built-in tools/sim/seed.json)\n"
+    "  --token-lifetime S     access token lifetime in seconds (default: the seed's, else 3600)\n"
+    "  --fault ROUTE=ITEM[,ITEM...]\n"
+    "                         inject a fault; ITEM is STATUS, STATUS:CODE, STATUS:- (no body),\n"
+    "                         delay=MS, drop or times=N; may be repeated\n"
+    "  --print-origins        print the origins as key=value lines on stdout\n"
+    "  --origins-file FILE    write the same lines to FILE (for orvkit-cli --origins-from-sim)\n"
+    "  --ca-file FILE         write the simulator's CA certificate (PEM) to FILE\n"
+    "  --quiet                do not log requests on stderr\n"
+    "routes: login summary spots spot-detail folders destinations delete-destination plans\n"
+    "        plans-summary delete-plans genres cert shadow shadow-get, or * for all\n";
+
+bool readFile(const std::string& path, std::string& text)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        return false;
+    }
+    std::ostringstream buffer;
+    buffer << in.rdbuf();
+    text = buffer.str();
+    return static_cast<bool>(in) || in.eof();
+}
+
+bool writeFile(const std::string& path, const std::string& text)
+{
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << text;
+    return static_cast<bool>(out);
+}
+
+bool toPort(const char* text, int& port)
+{
+    char* end = nullptr;
+    const long value = std::strtol(text, &end, 10);
+    if (end == text || *end != '\0' || value < 0 || value > 65535) {
+        return false;
+    }
+    port = static_cast<int>(value);
+    return true;
+}
+
+std::string originLines(const OrvCloudSimulator::Origins& o, const std::string& caFile)
+{
+    std::string text = "authServerOrigin=" + o.authServerOrigin + "\n" + "authServerTestOrigin=" +
+                       o.authServerTestOrigin + "\n" + "apiServerOrigin=" + o.apiServerOrigin + "\n" +
+                       "apiServerTestOrigin=" + o.apiServerTestOrigin + "\n" + "certificateOrigin=" +
+                       o.certificateOrigin + "\n" + "certificateTestOrigin=" + o.certificateTestOrigin + "\n" +
+                       "deviceShadowOrigin=" + o.deviceShadowOrigin + "\n" + "deviceShadowTestOrigin=" +
+                       o.deviceShadowTestOrigin + "\n";
+    if (!caFile.empty()) {
+        text += "caCertificateFile=" + caFile + "\n";
+    }
+    return text;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    OrvCloudSimulator::Options options;
+    std::vector<std::string> faults;
+    std::string seedPath;
+    std::string originsFile;
+    std::string caFile;
+    bool printOrigins = false;
+    bool quiet = false;
+
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        const bool hasValue = i + 1 < argc;
+        auto portOption = [&](int& port) {
+            if (!hasValue || !toPort(argv[++i], port)) {
+                std::cerr << "orvkit-sim: " << arg << " needs a port number\n";
+                std::exit(2);
+            }
+        };
+        if (arg == "--help" || arg == "-h") {
+            std::cout << kUsage;
+            return 0;
+        } else if (arg == "--api-port") {
+            portOption(options.apiPort);
+        } else if (arg == "--api-test-port") {
+            portOption(options.apiTestPort);
+        } else if (arg == "--shadow-port") {
+            portOption(options.shadowPort);
+        } else if (arg == "--shadow-test-port") {
+            portOption(options.shadowTestPort);
+        } else if (arg == "--seed" && hasValue) {
+            seedPath = argv[++i];
+        } else if (arg == "--token-lifetime" && hasValue) {
+            options.tokenLifetime = std::atoll(argv[++i]);
+            if (options.tokenLifetime <= 0) {
+                std::cerr << "orvkit-sim: --token-lifetime needs a positive number of seconds\n";
+                return 2;
+            }
+        } else if (arg == "--fault" && hasValue) {
+            faults.push_back(argv[++i]);
+        } else if (arg == "--print-origins") {
+            printOrigins = true;
+        } else if (arg == "--origins-file" && hasValue) {
+            originsFile = argv[++i];
+        } else if (arg == "--ca-file" && hasValue) {
+            caFile = argv[++i];
+        } else if (arg == "--quiet") {
+            quiet = true;
+        } else {
+            std::cerr << "orvkit-sim: unknown or incomplete option " << arg << "\n" << kUsage;
+            return 2;
+        }
+    }
+    if (!seedPath.empty() && !readFile(seedPath, options.seedText)) {
+        std::cerr << "orvkit-sim: cannot read " << seedPath << "\n";
+        return 1;
+    }
+
+    // Block the stop signals before any server thread exists, then wait for them here.
+    sigset_t stopSignals;
+    sigemptyset(&stopSignals);
+    sigaddset(&stopSignals, SIGINT);
+    sigaddset(&stopSignals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+
+    static std::mutex logMutex;
+    if (!quiet) {
+        options.onRequest = [](const OrvCloudSimulator::RequestRecord& r) {
+            std::lock_guard<std::mutex> lock(logMutex);
+            std::fprintf(stderr, "[%s] %s %s%s%s -> %d%s\n", r.environment == OrvCloudSimulator::Test ? "test" : "prod",
+                         r.method.c_str(), r.path.c_str(), r.query.empty() ? "" : "?", r.query.c_str(), r.status,
+                         r.status == 0 ? " (dropped)" : "");
+        };
+    }
+
+    OrvCloudSimulator simulator;
+    std::string error;
+    if (!simulator.start(options, &error)) {
+        std::cerr << "orvkit-sim: " << error << "\n";
+        return 1;
+    }
+    for (const std::string& fault : faults) {
+        if (!simulator.addFault(fault, &error)) {
+            std::cerr << "orvkit-sim: --fault " << fault << ": " << error << "\n";
+            return 2;
+        }
+    }
+    if (!caFile.empty() && !writeFile(caFile, simulator.caCertificatePem())) {
+        std::cerr << "orvkit-sim: cannot write " << caFile << "\n";
+        return 1;
+    }
+    const std::string lines = originLines(simulator.origins(), caFile);
+    if (!originsFile.empty() && !writeFile(originsFile, lines)) {
+        std::cerr << "orvkit-sim: cannot write " << originsFile << "\n";
+        return 1;
+    }
+    if (printOrigins) {
+        std::cout << lines << std::flush;
+    }
+    const OrvCloudSimulator::Origins origins = simulator.origins();
+    std::cerr << "orvkit-sim: production API " << origins.apiServerOrigin << ", shadow "
+              << origins.deviceShadowOrigin << "; test API " << origins.apiServerTestOrigin << ", shadow "
+              << origins.deviceShadowTestOrigin << "\n"
+              << "orvkit-sim: running until SIGINT or SIGTERM\n";
+
+    int received = 0;
+    sigwait(&stopSignals, &received);
+    std::cerr << "orvkit-sim: " << (received == SIGINT ? "SIGINT" : "SIGTERM") << ", stopping\n";
+    simulator.stop();
+    return 0;
+}
