@@ -131,6 +131,15 @@ int main(int argc, char** argv)
             return 2;
         }
     }
+    for (const std::string& fault : faults) {
+        std::string route;
+        std::string error;
+        OrvSimFault parsed;
+        if (!OrvSimFault::parse(fault, route, parsed, error)) {
+            std::cerr << "orvkit-sim: --fault " << fault << ": " << error << "\n";
+            return 2;
+        }
+    }
     if (!seedPath.empty() && !readFile(seedPath, options.seedText)) {
         std::cerr << "orvkit-sim: cannot read " << seedPath << "\n";
         return 1;
