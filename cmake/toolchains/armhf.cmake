@@ -42,9 +42,13 @@ set(ENV{PKG_CONFIG_LIBDIR}
 set(ENV{PKG_CONFIG_SYSROOT_DIR} "${ORVKIT_ARMHF_SYSROOT}")
 
 # Binfmt is not assumed: CTest and add_custom_command run targets through qemu.
+# A target that starts another target program (a test re-running itself) finds
+# the emulator in ORVKIT_TEST_EMULATOR; QEMU_LD_PREFIX carries the sysroot to
+# that second qemu.
 find_program(ORVKIT_QEMU_ARM qemu-arm)
 if(ORVKIT_QEMU_ARM)
-  set(CMAKE_CROSSCOMPILING_EMULATOR "${ORVKIT_QEMU_ARM};-L;${ORVKIT_ARMHF_SYSROOT}")
+  set(CMAKE_CROSSCOMPILING_EMULATOR
+    "${ORVKIT_QEMU_ARM};-L;${ORVKIT_ARMHF_SYSROOT};-E;ORVKIT_TEST_EMULATOR=${ORVKIT_QEMU_ARM};-E;QEMU_LD_PREFIX=${ORVKIT_ARMHF_SYSROOT}")
 endif()
 
 # Qt's moc and rcc come from the build machine (cmake/OrvKitCrossTools.cmake).
