@@ -1,0 +1,39 @@
+#include <OrvKitDat.h>
+
+#include "data/OrvArchiveReader.h"
+#include "data/OrvArchiveWriter.h"
+#include "data/OrvTextFormatter.h"
+
+namespace OrvKitDat {
+
+namespace {
+
+const auto certificateRequestFields = [](auto& io, auto& record) {
+    io.text("model", record.model);
+    io.text("deviceNo", record.deviceNo);
+};
+
+} // namespace
+
+bool CertificateRequest::serialize(VxSerialization::Archive& archive) const
+{
+    return OrvArchiveWriter::write(archive, *this, certificateRequestFields);
+}
+
+bool CertificateRequest::unserialize(VxSerialization::Archive& archive)
+{
+    return OrvArchiveReader::read(archive, *this, certificateRequestFields);
+}
+
+bool CertificateRequest::makeJson(std::vector<uint8_t>& out) const
+try {
+    const std::string text = OrvTextFormatter::format("{\"model\": \"%s\",\"deviceNo\": \"%s\"}",
+                                                      model.c_str(), deviceNo.c_str());
+    out.assign(text.begin(), text.end());
+    return true;
+} catch (...) {
+    out.clear();
+    return true;
+}
+
+} // namespace OrvKitDat
