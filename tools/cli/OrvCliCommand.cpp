@@ -4,8 +4,6 @@
 #include "OrvCliResult.h"
 #include "OrvCliSession.h"
 
-#include <VxSerialization.h>
-
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
