@@ -1,0 +1,245 @@
+#include "RecordVisitors.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using namespace OrvKitDat;
+
+TEST(RecordJson, IntegersAreStoredBitForBit)
+{
+    BookmarksFoldersResponse folders;
+    ASSERT_TRUE(folders.fromJson(bytesOf(R"({"all":-1,"sort":-2,"order":2147483647,"number":"7","position":true})")));
+    EXPECT_EQ(folders.all, 0xFFFFFFFFu);
+    EXPECT_EQ(folders.sort, 0xFFFFFFFEu);
+    EXPECT_EQ(folders.order, 2147483647u);
+    EXPECT_EQ(folders.number, 0u);
+    EXPECT_EQ(folders.position, 0u);
+}
+
+TEST(RecordJson, MembersOfAnotherJsonTypeGiveDefaults)
+{
+    BookmarksSpotDetailResponse spot;
+    spot.name = "old";
+    spot.lon = 5.0;
+    ASSERT_TRUE(spot.fromJson(bytesOf(R"({"id":12,"name":null,"lon":"139.7","lat":35.5,"genreCodeL":"3",)"
+                                      R"("routePoints":{"pstAttcode":"x"}})")));
+    EXPECT_EQ(spot.id, "");
+    EXPECT_EQ(spot.name, "");
+    EXPECT_EQ(spot.lon, 0.0);
+    EXPECT_EQ(spot.lat, 35.5);
+    EXPECT_EQ(spot.genreCodeL, 0u);
+    EXPECT_TRUE(spot.routePoints.empty());
+}
+
+TEST(RecordJson, ExpirationDateIsClampedIntoUnsigned32)
+{
+    const struct {
+        const char* json;
+        uint32_t expected;
+    } cases[] = {
+        {"4294967296", 4294967295u},
+        {"4294967294.5", 4294967295u},
+        {"4294967294", 4294967294u},
+        {"1e300", 4294967295u},
+        {"-5", 0u},
+        {"-0.5", 0u},
+        {"1000.9", 1000u},
+        {"1735689600", 1735689600u},
+        {"\"1000\"", 0u},
+        {"true", 0u},
+    };
+    for (const auto& c : cases) {
+        AuthResponse auth;
+        auth.expirationDate = 77;
+        ASSERT_TRUE(auth.fromJson(bytesOf(std::string(R"({"role":"tlv","expiration_date":)") + c.json + "}")));
+        EXPECT_EQ(auth.expirationDate, c.expected) << c.json;
+    }
+}
+
+TEST(RecordJson, ErrorBodyEmptinessIsTestedOnTheTopLevel)
+{
+    ErrorResponse error;
+    ASSERT_TRUE(error.fromJson(bytesOf(R"({"error":{"code":"E1","message":"m"}})")));
+    EXPECT_EQ(error.code, "E1");
+    EXPECT_EQ(error.message, "m");
+
+    for (const char* body : {R"({"status":500})", R"({"error":"E4001001"})", R"({"error":{}})"}) {
+        ErrorResponse record;
+        record.code = "old";
+        record.message = "old";
+        EXPECT_TRUE(record.fromJson(bytesOf(body))) << body;
+        EXPECT_EQ(record.code, "") << body;
+        EXPECT_EQ(record.message, "") << body;
+    }
+}
+
+TEST(RecordJson, SummaryPairsChangeOnlyWhenBothKeysArePresent)
+{
+    SummaryResponse summary;
+    summary.spotCount = 1;
+    summary.spotUpdatedAt = "old spot";
+    summary.folderCount = 2;
+    summary.folderUpdatedAt = "old folder";
+    summary.destinationCount = 3;
+    summary.destinationUpdatedAt = "old destination";
+    summary.planCount = 4;
+    summary.planUpdatedAt = "old plan";
+    summary.agreementUpdatedAt = "old agreement";
+    ASSERT_TRUE(summary.fromJson(bytesOf(R"({"spot":{"count":3},)"
+                                         R"("folder":{"updatedAt":"2024-01-01"},)"
+                                         R"("destination":{"count":-1,"updatedAt":5},)"
+                                         R"("plan":[{"count":9,"updatedAt":"x"}],)"
+                                         R"("agreement":{}})")));
+    EXPECT_EQ(summary.spotCount, 1u);
+    EXPECT_EQ(summary.spotUpdatedAt, "old spot");
+    EXPECT_EQ(summary.folderCount, 2u);
+    EXPECT_EQ(summary.folderUpdatedAt, "old folder");
+    EXPECT_EQ(summary.destinationCount, 0xFFFFFFFFu);
+    EXPECT_EQ(summary.destinationUpdatedAt, "");
+    EXPECT_EQ(summary.planCount, 4u);
+    EXPECT_EQ(summary.planUpdatedAt, "old plan");
+    EXPECT_EQ(summary.agreementUpdatedAt, "old agreement");
+
+    ASSERT_TRUE(summary.fromJson(bytesOf(R"({"agreement":{"updatedAt":7}})")));
+    EXPECT_EQ(summary.agreementUpdatedAt, "");
+    ASSERT_TRUE(summary.fromJson(bytesOf(R"({"agreement":{"updatedAt":"2024-04-01T00:00:00Z"}})")));
+    EXPECT_EQ(summary.agreementUpdatedAt, "2024-04-01T00:00:00Z");
+}
+
+TEST(RecordJson, EmptyDestinationOrPlanArrayIsAFailedParse)
+{
+    BookmarksDestsResponse destinations;
+    destinations.dests.resize(2);
+    EXPECT_FALSE(destinations.fromJson(bytesOf("[]")));
+    EXPECT_EQ(destinations.dests.size(), 2u);
+    ASSERT_TRUE(destinations.fromJson(bytesOf(R"([1, {"id":"d1","routePoints":[{},{"rspType":2}]}])")));
+    ASSERT_EQ(destinations.dests.size(), 2u);
+    EXPECT_EQ(destinations.dests[0].id, "");
+    EXPECT_TRUE(destinations.dests[0].routePoints.empty());
+    EXPECT_EQ(destinations.dests[1].id, "d1");
+    ASSERT_EQ(destinations.dests[1].routePoints.size(), 2u);
+    EXPECT_EQ(destinations.dests[1].routePoints[1].rspType, 2u);
+
+    PlansResponse plans;
+    EXPECT_FALSE(plans.fromJson(bytesOf("[]")));
+    ASSERT_TRUE(plans.fromJson(bytesOf(R"([{"id":"p1"}])")));
+    ASSERT_EQ(plans.plans.size(), 1u);
+    EXPECT_TRUE(plans.plans[0].planpoints.empty());
+}
+
+TEST(RecordJson, PlanFlagsAreNumbersNotBooleans)
+{
+    PlansResponse plans;
+    ASSERT_TRUE(plans.fromJson(bytesOf(R"([{"share":true,"useETC":1,"planpoints":[)"
+                                       R"({"startTimeIsFixed":true},{"startTimeIsFixed":1}]}])")));
+    ASSERT_EQ(plans.plans.size(), 1u);
+    EXPECT_EQ(plans.plans[0].share, 0u);
+    EXPECT_EQ(plans.plans[0].useETC, 1u);
+    ASSERT_EQ(plans.plans[0].planpoints.size(), 2u);
+    EXPECT_EQ(plans.plans[0].planpoints[0].startTimeIsFixed, 0u);
+    EXPECT_EQ(plans.plans[0].planpoints[1].startTimeIsFixed, 1u);
+}
+
+TEST(RecordJson, PlansSummaryKeepsOneEntryPerPlan)
+{
+    PlansSummaryResponse summary;
+    summary.startDateTimes = {"stale"};
+    ASSERT_TRUE(summary.fromJson(bytesOf(R"({"all":3,"plans":[{"startDateTime":"2024-05-01T09:00"},)"
+                                         R"({"id":"x"},"not an object"]})")));
+    EXPECT_EQ(summary.all, 3u);
+    EXPECT_EQ(summary.startDateTimes, (std::vector<std::string>{"2024-05-01T09:00", "", ""}));
+}
+
+TEST(RecordJson, GenresHaveExactlyTwoLevels)
+{
+    GenresResponse genres;
+    ASSERT_TRUE(genres.fromJson(bytesOf(
+        R"({"updatedAt":"2024-06-01","item":[)"
+        R"({"genre_key":1,"name":"食べる","tree_flag":1,"tree_code":"5","item":[)"
+        R"({"genre_key":11,"name":"ラーメン","tree_flag":"1","item":[{"genre_key":111,"name":"deep"}]},)"
+        R"({"genre_key":12}]},)"
+        R"({"genre_key":2,"name":"泊まる"}]})")));
+    EXPECT_EQ(genres.updatedAt, "2024-06-01");
+    ASSERT_EQ(genres.mainGenres.size(), 2u);
+    const GenresResponse::MainGenreData& food = genres.mainGenres[0];
+    EXPECT_EQ(food.name, "食べる");
+    EXPECT_EQ(food.treeFlag, "");
+    EXPECT_EQ(food.treeCode, 0u);
+    ASSERT_EQ(food.subGenres.size(), 2u);
+    EXPECT_EQ(food.subGenres[0].genreKey, 11u);
+    EXPECT_EQ(food.subGenres[0].name, "ラーメン");
+    EXPECT_EQ(food.subGenres[0].treeFlag, "1");
+    EXPECT_EQ(food.subGenres[1].genreKey, 12u);
+    EXPECT_TRUE(genres.mainGenres[1].subGenres.empty());
+}
+
+TEST(RecordJson, JapaneseTextSurvivesDecodeAndArchive)
+{
+    const std::string body =
+        R"({"id":"s-001","folderId":"f-9","lon":139.745433,"lat":35.658581,"prefCode":"13","cityCode":"13103",)"
+        R"("name":"東京タワー","yomi":"とうきょうたわー","zipCode":"105-0011",)"
+        R"("address":"東京都港区芝公園４丁目２−８","tel":"03-3433-5111","memo":"展望台は１５０ｍ 🗼",)"
+        R"("url":"https://example.jp/tower","genreCodeL":3,"genreCodeM":31,"genreCodeS":311,"genreCodeSS":3111,)"
+        R"("genreName":"観光名所","spotCode":"SC-1","groupCode":4,"chainCode":5,"recordSeq":6,"roadType":1,)"
+        R"("createdAt":"2024-01-02T03:04:05+09:00","updatedAt":"2024-02-03T04:05:06+09:00",)"
+        R"("routePoints":[{"pstAttcode":"入口","rspType":1,"priority":2,"lon":139.7451,"lat":35.6583}]})";
+    BookmarksSpotDetailResponse spot;
+    ASSERT_TRUE(spot.fromJson(bytesOf(body)));
+    EXPECT_EQ(spot.name, "東京タワー");
+    EXPECT_EQ(spot.yomi, "とうきょうたわー");
+    EXPECT_EQ(spot.address, "東京都港区芝公園４丁目２−８");
+    EXPECT_EQ(spot.memo, "展望台は１５０ｍ 🗼");
+    EXPECT_EQ(spot.genreName, "観光名所");
+    EXPECT_EQ(spot.lon, 139.745433);
+    EXPECT_EQ(spot.roadType, 1u);
+    ASSERT_EQ(spot.routePoints.size(), 1u);
+    EXPECT_EQ(spot.routePoints[0].pstAttcode, "入口");
+
+    VxSerialization::Archive archive;
+    spot.serialize(archive);
+    BookmarksSpotDetailResponse copy;
+    copy.unserialize(archive);
+    EXPECT_EQ(dumpRecord(copy), dumpRecord(spot));
+}
+
+TEST(RecordJson, HostileTextDoesNotCrash)
+{
+    const std::vector<std::string> bodies = {
+        "{\"name\":\"\\ud800\\udfff\\ud800\",\"id\":\"\xff\xfe\xc3\"}",
+        "{\"lon\":1e400,\"lat\":-1e400,\"all\":99999999999999999999}",
+        "{\"id\":\"\\u0000inside\"}",
+        std::string("\xef\xbb\xbf{\"id\":\"bom\"}"),
+    };
+    for (const std::string& body : bodies) {
+        BookmarksSpotDetailResponse spot;
+        spot.fromJson(bytesOf(body));
+        BookmarksSpotsResponse spots;
+        spots.fromJson(bytesOf(body));
+    }
+    BookmarksSpotDetailResponse spot;
+    ASSERT_TRUE(spot.fromJson(bytesOf("{\"id\":\"a\\u0000b\"}")));
+    EXPECT_EQ(spot.id, std::string("a\0b", 3));
+}
+
+TEST(RecordJson, LargeBodiesDecode)
+{
+    std::string body = R"({"all":20000,"spots":[)";
+    for (int i = 0; i < 20000; ++i) {
+        body += i ? "," : "";
+        body += R"({"id":"s)" + std::to_string(i) + R"(","name":"名前","lon":139.1,"genreCodeL":)" +
+                std::to_string(i) + "}";
+    }
+    body += "]}";
+    BookmarksSpotsResponse spots;
+    ASSERT_TRUE(spots.fromJson(bytesOf(body)));
+    ASSERT_EQ(spots.spots.size(), 20000u);
+    EXPECT_EQ(spots.spots[19999].id, "s19999");
+    EXPECT_EQ(spots.spots[19999].genreCodeL, 19999u);
+
+    const std::string big(8 * 1024 * 1024, 'x');
+    CertificateResponse certificate;
+    ASSERT_TRUE(certificate.fromJson(bytesOf("{\"privateKey\":\"" + big + "\"}")));
+    EXPECT_EQ(certificate.privateKey.size(), big.size());
+}

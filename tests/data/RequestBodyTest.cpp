@@ -1,0 +1,146 @@
+#include <OrvKitDat.h>
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <locale.h>
+#include <string>
+#include <vector>
+
+using namespace OrvKitDat;
+
+namespace {
+
+std::string bodyOf(const CarPositions& position)
+{
+    std::vector<uint8_t> out = {'j', 'u', 'n', 'k'};
+    EXPECT_TRUE(position.makeJson(out));
+    return std::string(out.begin(), out.end());
+}
+
+CarPositions filledPosition()
+{
+    CarPositions position;
+    position.maker = "07";
+    position.model = "NX-1";
+    position.deviceNo = "D0001";
+    position.type = "gps";
+    position.lon = 139.7;
+    position.lat = -35.123456789012345;
+    position.measuredAt = "2024-05-01T09:00:00+09:00";
+    position.direction = 359;
+    position.speed = 4294967295u;
+    position.elevation = -3.5;
+    position.accuracy = 12.34;
+    position.roadType = 2;
+    position.accOff = true;
+    return position;
+}
+
+const char kDefaultPositionBody[] =
+    R"({"state":{"reported":{"maker": "06","model": "","deviceNo": "","type": "","positions": [{"lon": 0.000000000000,)"
+    R"("lat": 0.000000000000,"measuredAt": "","direction": 0,"speed": 0,"elevation": 0.00,"accuracy": 0.0,)"
+    R"("roadType": 0,"accOff": false}]}}})";
+
+const char kFilledPositionBody[] =
+    R"({"state":{"reported":{"maker": "07","model": "NX-1","deviceNo": "D0001","type": "gps","positions": [{)"
+    R"("lon": 139.700000000000,"lat": -35.123456789012,"measuredAt": "2024-05-01T09:00:00+09:00",)"
+    R"("direction": 359,"speed": 4294967295,"elevation": -3.50,"accuracy": 12.3,"roadType": 2,"accOff": true}]}}})";
+
+} // namespace
+
+TEST(RequestBody, CarPositionsBodies)
+{
+    EXPECT_EQ(bodyOf(CarPositions()), kDefaultPositionBody);
+    EXPECT_EQ(bodyOf(filledPosition()), kFilledPositionBody);
+}
+
+TEST(RequestBody, CertificateRequestBodies)
+{
+    CertificateRequest request;
+    std::vector<uint8_t> out = {1, 2, 3};
+    EXPECT_TRUE(request.makeJson(out));
+    EXPECT_EQ(std::string(out.begin(), out.end()), R"({"model": "","deviceNo": ""})");
+
+    request.model = "NX-1";
+    request.deviceNo = "D0001";
+    EXPECT_TRUE(request.makeJson(out));
+    EXPECT_EQ(std::string(out.begin(), out.end()), R"({"model": "NX-1","deviceNo": "D0001"})");
+}
+
+TEST(RequestBody, TextsAreInsertedUnescaped)
+{
+    CertificateRequest request;
+    request.model = "a\"b\\c";
+    std::vector<uint8_t> out;
+    request.makeJson(out);
+    EXPECT_EQ(std::string(out.begin(), out.end()), "{\"model\": \"a\"b\\c\",\"deviceNo\": \"\"}");
+}
+
+// A numeric locale with a decimal comma, built for the test so that the
+// machine needs none installed.
+class CommaLocale
+{
+public:
+    CommaLocale()
+    {
+        if (!dir.isValid())
+            return;
+        QFile source(dir.filePath("comma.src"));
+        if (!source.open(QIODevice::WriteOnly))
+            return;
+        source.write("comment_char %\nescape_char /\nLC_NUMERIC\ndecimal_point \",\"\n"
+                     "thousands_sep \".\"\ngrouping 3;3\nEND LC_NUMERIC\n");
+        source.close();
+        QProcess localedef;
+        localedef.start("localedef", {"-c", "-i", source.fileName(), "-f", "ANSI_X3.4-1968",
+                                      dir.filePath("comma")});
+        if (!localedef.waitForFinished(10000))
+            return;
+        const char* previous = std::getenv("LOCPATH");
+        hadLocPath = previous != nullptr;
+        if (hadLocPath)
+            oldLocPath = previous;
+        setenv("LOCPATH", dir.path().toLocal8Bit().constData(), 1);
+        locale = newlocale(LC_NUMERIC_MASK, "comma", static_cast<locale_t>(0));
+    }
+    ~CommaLocale()
+    {
+        if (locale != static_cast<locale_t>(0))
+            freelocale(locale);
+        if (hadLocPath)
+            setenv("LOCPATH", oldLocPath.c_str(), 1);
+        else
+            unsetenv("LOCPATH");
+    }
+
+    QTemporaryDir dir;
+    locale_t locale = static_cast<locale_t>(0);
+    bool hadLocPath = false;
+    std::string oldLocPath;
+};
+
+TEST(RequestBody, DecimalPointIgnoresTheNumericLocale)
+{
+    CommaLocale comma;
+    if (comma.locale == static_cast<locale_t>(0))
+        GTEST_SKIP() << "localedef could not build a test locale";
+    const locale_t previous = uselocale(comma.locale);
+    char probe[16];
+    std::snprintf(probe, sizeof probe, "%.1f", 1.5);
+
+    const std::string body = bodyOf(filledPosition());
+    std::snprintf(probe + 8, sizeof probe - 8, "%.1f", 2.5);
+    uselocale(previous);
+
+    ASSERT_STREQ(probe, "1,5") << "the test locale is not in effect";
+    EXPECT_EQ(body, kFilledPositionBody);
+    EXPECT_STREQ(probe + 8, "2,5") << "the caller's locale was not restored";
+}
