@@ -10,7 +10,6 @@
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
-#include <locale.h>
 #include <string>
 #include <vector>
 
@@ -84,8 +83,8 @@ TEST(RequestBody, TextsAreInsertedUnescaped)
     EXPECT_EQ(std::string(out.begin(), out.end()), "{\"model\": \"a\"b\\c\",\"deviceNo\": \"\"}");
 }
 
-// A numeric locale with a decimal comma, built for the test so that the
-// machine needs none installed.
+// The process-wide numeric locale switched to one with a decimal comma,
+// built for the test so that the machine needs none installed.
 class CommaLocale
 {
 public:
@@ -104,43 +103,34 @@ public:
                                       dir.filePath("comma")});
         if (!localedef.waitForFinished(10000))
             return;
-        const char* previous = std::getenv("LOCPATH");
-        hadLocPath = previous != nullptr;
-        if (hadLocPath)
-            oldLocPath = previous;
+        previous = std::setlocale(LC_NUMERIC, nullptr);
         setenv("LOCPATH", dir.path().toLocal8Bit().constData(), 1);
-        locale = newlocale(LC_NUMERIC_MASK, "comma", static_cast<locale_t>(0));
+        active = std::setlocale(LC_NUMERIC, "comma") != nullptr;
+        unsetenv("LOCPATH");
     }
     ~CommaLocale()
     {
-        if (locale != static_cast<locale_t>(0))
-            freelocale(locale);
-        if (hadLocPath)
-            setenv("LOCPATH", oldLocPath.c_str(), 1);
-        else
-            unsetenv("LOCPATH");
+        if (active)
+            std::setlocale(LC_NUMERIC, previous.c_str());
     }
 
     QTemporaryDir dir;
-    locale_t locale = static_cast<locale_t>(0);
-    bool hadLocPath = false;
-    std::string oldLocPath;
+    std::string previous;
+    bool active = false;
 };
 
 TEST(RequestBody, DecimalPointIgnoresTheNumericLocale)
 {
     CommaLocale comma;
-    if (comma.locale == static_cast<locale_t>(0))
+    if (!comma.active)
         GTEST_SKIP() << "localedef could not build a test locale";
-    const locale_t previous = uselocale(comma.locale);
-    char probe[16];
-    std::snprintf(probe, sizeof probe, "%.1f", 1.5);
-
+    char before[8];
+    std::snprintf(before, sizeof before, "%.1f", 1.5);
     const std::string body = bodyOf(filledPosition());
-    std::snprintf(probe + 8, sizeof probe - 8, "%.1f", 2.5);
-    uselocale(previous);
+    char after[8];
+    std::snprintf(after, sizeof after, "%.1f", 2.5);
 
-    ASSERT_STREQ(probe, "1,5") << "the test locale is not in effect";
+    ASSERT_STREQ(before, "1,5") << "the test locale is not in effect";
     EXPECT_EQ(body, kFilledPositionBody);
-    EXPECT_STREQ(probe + 8, "2,5") << "the caller's locale was not restored";
+    EXPECT_STREQ(after, "2,5") << "the caller's locale was not restored";
 }
