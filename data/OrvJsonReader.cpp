@@ -40,7 +40,60 @@ std::string OrvJsonReader::toText(const QJsonValue& value)
 {
     if (!value.isString())
         return std::string();
-    return value.toString().toStdString();
+    return toUtf8(value.toString());
+}
+
+// Same bytes as QString::toStdString(), an unpaired surrogate included (it
+// becomes '?'), but encoded straight into the std::string: one allocation at
+// most, none for short texts.
+std::string OrvJsonReader::toUtf8(const QString& text)
+{
+    const ushort* const begin = text.utf16();
+    const ushort* const end = begin + text.size();
+    const auto isPair = [end](const ushort* at) {
+        return QChar::isHighSurrogate(at[0]) && at + 1 < end && QChar::isLowSurrogate(at[1]);
+    };
+
+    size_t length = 0;
+    for (const ushort* at = begin; at < end; ++at) {
+        const ushort unit = *at;
+        if (unit < 0x80)
+            length += 1;
+        else if (unit < 0x800)
+            length += 2;
+        else if (!QChar::isSurrogate(unit))
+            length += 3;
+        else if (isPair(at))
+            length += 4, ++at;
+        else
+            length += 1;
+    }
+
+    std::string out(length, '\0');
+    char* dst = &out[0];
+    for (const ushort* at = begin; at < end; ++at) {
+        const ushort unit = *at;
+        if (unit < 0x80) {
+            *dst++ = static_cast<char>(unit);
+        } else if (unit < 0x800) {
+            *dst++ = static_cast<char>(0xC0 | (unit >> 6));
+            *dst++ = static_cast<char>(0x80 | (unit & 0x3F));
+        } else if (!QChar::isSurrogate(unit)) {
+            *dst++ = static_cast<char>(0xE0 | (unit >> 12));
+            *dst++ = static_cast<char>(0x80 | ((unit >> 6) & 0x3F));
+            *dst++ = static_cast<char>(0x80 | (unit & 0x3F));
+        } else if (isPair(at)) {
+            const uint code = QChar::surrogateToUcs4(unit, at[1]);
+            ++at;
+            *dst++ = static_cast<char>(0xF0 | (code >> 18));
+            *dst++ = static_cast<char>(0x80 | ((code >> 12) & 0x3F));
+            *dst++ = static_cast<char>(0x80 | ((code >> 6) & 0x3F));
+            *dst++ = static_cast<char>(0x80 | (code & 0x3F));
+        } else {
+            *dst++ = '?';
+        }
+    }
+    return out;
 }
 
 uint32_t OrvJsonReader::toTimestamp(double value)

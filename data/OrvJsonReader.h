@@ -6,6 +6,7 @@
 #include <QJsonObject>
 #include <QJsonValue>
 #include <QLatin1String>
+#include <QString>
 
 #include <cstdint>
 #include <string>
@@ -26,7 +27,9 @@ public:
     static bool parseObject(const std::vector<uint8_t>& body, QJsonObject& object);
     static bool parseArray(const std::vector<uint8_t>& body, QJsonArray& array);
 
+    // A string value as UTF-8; any other value gives empty text.
     static std::string toText(const QJsonValue& value);
+    static std::string toUtf8(const QString& text);
     // Integers are stored bit for bit: -1 arrives as 0xFFFFFFFF.
     static uint32_t toNumber(const QJsonValue& value) { return static_cast<uint32_t>(value.toInt()); }
     // For time stamps that may not fit an int: clamped into 0..0xFFFFFFFF.

@@ -57,12 +57,20 @@ protected:
         if (directory != nullptr) {
             std::remove((std::string(directory) + "/OrvToken.ini").c_str());
         }
+        // Every simulator run issues new tokens: one stored by an earlier run would be unknown.
+        std::remove(tokenFile().c_str());
         std::string error;
         ASSERT_TRUE(simulator.start(OrvCloudSimulator::Options(), &error)) << error;
         openKit();
     }
 
     void TearDown() override { closeKit(); }
+
+    static std::string tokenFile()
+    {
+        const char* directory = std::getenv("VX_SAVEFILE_DIR");
+        return std::string(directory != nullptr ? directory : ".") + "/OrvToken.ini";
+    }
 
     void openKit()
     {
@@ -156,7 +164,7 @@ TEST_F(SimulatorThroughKitTest, ApiRequestsNeedAValidBearerToken)
     EXPECT_EQ(m.payload, std::vector<uint8_t>{81}) << "expired token: E4019 family";
 
     // Wrong credentials are a login failure, not a refusal.
-    std::remove((std::string(std::getenv("VX_SAVEFILE_DIR")) + "/OrvToken.ini").c_str());
+    std::remove(tokenFile().c_str());
     m = login("ORV-NAV20", "0012345", "driver01", "wrong");
     EXPECT_EQ(m.id, MSG_LOGIN_RESULT_ERROR);
     EXPECT_EQ(m.payload, std::vector<uint8_t>{80});

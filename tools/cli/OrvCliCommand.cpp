@@ -362,7 +362,8 @@ int OrvCliCommand::run(OrvCliSession& session, const Settings& settings, std::os
             out << "<- " << idText << " " << OrvCliResult::messageName(message.id) << ", " << message.payload.size()
                 << " bytes" << (message.payload.empty() ? "" : ": " + hex(message.payload, 24)) << "\n";
         }
-        if (message.id == (MSG_ACCEPTED | commandCode)) {
+        // The certificate has no acceptance: its result id is the one an acceptance would carry.
+        if (commandCode != CMD_GET_CERTIFICATE && message.id == (MSG_ACCEPTED | commandCode)) {
             accepted = true;
             if (hasNoResult()) {
                 lastId = message.id;

@@ -380,8 +380,12 @@ OrvCloudSimulator::FaultOutcome OrvCloudSimulator::applyFault(const std::string&
         }
     }
     if (fault.drop) {
+        // Part of an answer goes out first: a client may silently resend a request whose
+        // connection closed before any byte of the answer, but never one that was cut mid-answer.
         const int socket = request.ssl != nullptr ? SSL_get_fd(request.ssl) : -1;
         if (socket >= 0) {
+            static const char partial[] = "HTTP/1.1 200 OK\r\nContent-Length: 4096\r\n\r\n{\"";
+            SSL_write(const_cast<SSL*>(request.ssl), partial, static_cast<int>(sizeof partial - 1));
             ::shutdown(socket, SHUT_RDWR);
         }
         response.status = 500;

@@ -1,0 +1,78 @@
+#ifndef ORVKIT_TESTS_RECORDING_LISTENER_H
+#define ORVKIT_TESTS_RECORDING_LISTENER_H
+
+#include <OrvKit.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+// Records what the library tells the application, for tests that wait on
+// the event thread's callbacks from the test thread.
+class RecordingListener : public OrvKitListener
+{
+public:
+    struct Message {
+        unsigned long id;
+        std::vector<uint8_t> payload;
+    };
+
+    void onOpenEnd() override { bump([this] { ++openEnds; }); }
+    void onCloseEnd() override { bump([this] { ++closeEnds; }); }
+    void onMessage(OrvKitDef::CmdData& message) override
+    {
+        Message copy{message.uniqueID, std::vector<uint8_t>(message.data, message.data + message.size)};
+        bump([&] { messages.push_back(std::move(copy)); });
+    }
+
+    int openCount() { std::lock_guard<std::mutex> lock(mutex); return openEnds; }
+    int closeCount() { std::lock_guard<std::mutex> lock(mutex); return closeEnds; }
+    std::vector<Message> received() { std::lock_guard<std::mutex> lock(mutex); return messages; }
+    void clear() { std::lock_guard<std::mutex> lock(mutex); messages.clear(); }
+
+    bool waitForOpen(int count = 1, int timeoutMs = 5000) { return waitUntil([&] { return openEnds >= count; }, timeoutMs); }
+    bool waitForClose(int count = 1, int timeoutMs = 5000) { return waitUntil([&] { return closeEnds >= count; }, timeoutMs); }
+    bool waitForMessages(size_t count, int timeoutMs = 5000)
+    {
+        return waitUntil([&] { return messages.size() >= count; }, timeoutMs);
+    }
+    // Waits until a message with this id arrived; returns the first one.
+    bool waitForId(unsigned long id, Message* out = nullptr, int timeoutMs = 5000)
+    {
+        bool found = waitUntil([&] {
+            for (const Message& m : messages)
+                if (m.id == id) return true;
+            return false;
+        }, timeoutMs);
+        if (found && out) {
+            std::lock_guard<std::mutex> lock(mutex);
+            for (const Message& m : messages)
+                if (m.id == id) { *out = m; break; }
+        }
+        return found;
+    }
+
+private:
+    template <class F>
+    void bump(F change)
+    {
+        { std::lock_guard<std::mutex> lock(mutex); change(); }
+        changed.notify_all();
+    }
+    bool waitUntil(const std::function<bool()>& done, int timeoutMs)
+    {
+        std::unique_lock<std::mutex> lock(mutex);
+        return changed.wait_for(lock, std::chrono::milliseconds(timeoutMs), done);
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    int openEnds = 0;
+    int closeEnds = 0;
+    std::vector<Message> messages;
+};
+
+#endif
