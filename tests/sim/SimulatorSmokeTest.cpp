@@ -74,7 +74,7 @@ TEST(SimulatorFaultSpec, ParsesTheCommandLineForms)
 {
     struct Case
     {
-        const char* spec;
+        const char* rule;
         bool ok;
         const char* route;
         int status;
@@ -102,18 +102,18 @@ TEST(SimulatorFaultSpec, ParsesTheCommandLineForms)
         std::string route;
         std::string error;
         OrvSimFault fault;
-        ASSERT_EQ(OrvSimFault::parse(c.spec, route, fault, error), c.ok) << c.spec << ": " << error;
+        ASSERT_EQ(OrvSimFault::parse(c.rule, route, fault, error), c.ok) << c.rule << ": " << error;
         if (!c.ok) {
-            EXPECT_FALSE(error.empty()) << c.spec;
+            EXPECT_FALSE(error.empty()) << c.rule;
             continue;
         }
-        EXPECT_EQ(route, c.route) << c.spec;
-        EXPECT_EQ(fault.status, c.status) << c.spec;
-        EXPECT_EQ(fault.code, c.code) << c.spec;
-        EXPECT_EQ(fault.emptyBody, c.emptyBody) << c.spec;
-        EXPECT_EQ(fault.delayMs, c.delayMs) << c.spec;
-        EXPECT_EQ(fault.drop, c.drop) << c.spec;
-        EXPECT_EQ(fault.times, c.times) << c.spec;
+        EXPECT_EQ(route, c.route) << c.rule;
+        EXPECT_EQ(fault.status, c.status) << c.rule;
+        EXPECT_EQ(fault.code, c.code) << c.rule;
+        EXPECT_EQ(fault.emptyBody, c.emptyBody) << c.rule;
+        EXPECT_EQ(fault.delayMs, c.delayMs) << c.rule;
+        EXPECT_EQ(fault.drop, c.drop) << c.rule;
+        EXPECT_EQ(fault.times, c.times) << c.rule;
     }
 }
 

@@ -276,12 +276,12 @@ OrvCloudSimulator::Origins OrvCloudSimulator::origins() const
 
 std::string OrvCloudSimulator::caCertificatePem() const { return pki ? pki->caCertificatePem() : std::string(); }
 
-bool OrvCloudSimulator::addFault(const std::string& spec, std::string* error)
+bool OrvCloudSimulator::addFault(const std::string& rule, std::string* error)
 {
     std::string route;
     OrvSimFault fault;
     std::string message;
-    if (!OrvSimFault::parse(spec, route, fault, message)) {
+    if (!OrvSimFault::parse(rule, route, fault, message)) {
         if (error != nullptr) {
             *error = message;
         }

@@ -84,8 +84,8 @@ public:
     Origins origins() const;
     std::string caCertificatePem() const;
 
-    // spec as for OrvSimFault::parse; replaces the route's previous fault.
-    bool addFault(const std::string& spec, std::string* error = nullptr);
+    // rule as for OrvSimFault::parse; replaces the route's previous fault.
+    bool addFault(const std::string& rule, std::string* error = nullptr);
     void setFault(const std::string& route, const OrvSimFault& fault);
     void clearFaults();
 
