@@ -113,7 +113,7 @@ cmake -S "$root" -B "$build" \
   -DCMAKE_TOOLCHAIN_FILE="$root/cmake/toolchains/armhf.cmake" \
   -DORVKIT_ARMHF_SYSROOT="$sysroot" \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DORVKIT_BUILD_TOOLS=OFF \
+  -DORVKIT_BUILD_TOOLS=ON \
   -DORVKIT_BUILD_TESTS=ON
 stage "build"
 cmake --build "$build" -j"$jobs"
