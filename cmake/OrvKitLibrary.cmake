@@ -51,3 +51,4 @@ set_target_properties(OrvKit PROPERTIES
 # Internal static archive for white-box tests and tools that need internals.
 add_library(orvkit_internal STATIC $<TARGET_OBJECTS:orvkit_objects>)
 target_link_libraries(orvkit_internal PUBLIC orvkit_objects)
+include(OrvKitInstall)

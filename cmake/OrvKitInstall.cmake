@@ -1,0 +1,60 @@
+# What `cmake --install` lays down: the shared library with its SONAME links,
+# the public headers under include/OrvKit, a CMake package (OrvKit::OrvKit)
+# and a pkg-config file. The tools install themselves from their own folders.
+include(CMakePackageConfigHelpers)
+
+set(ORVKIT_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/OrvKit CACHE STRING
+  "Where the CMake package files of OrvKit are installed, relative to the prefix")
+set(ORVKIT_INSTALL_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/OrvKit)
+
+# Installed tools find the library beside them wherever the prefix is; the
+# variable reaches the tool targets, which are created after this file runs.
+if(NOT DEFINED CMAKE_INSTALL_RPATH AND NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+endif()
+
+install(TARGETS OrvKit EXPORT OrvKitTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+
+set(ORVKIT_PUBLIC_HEADERS
+  ${PROJECT_SOURCE_DIR}/include/OrvKit.h
+  ${PROJECT_SOURCE_DIR}/include/OrvKitDef.h
+  ${PROJECT_SOURCE_DIR}/include/OrvKitDat.h
+  ${PROJECT_BINARY_DIR}/include/OrvKitExport.h)
+# OrvKitDat.h declares serialize/unserialize on the framework's archive, so an
+# application needs the archive's header too. With the platform framework the
+# platform ships it.
+if(NOT ORVKIT_USE_PLATFORM_FRAMEWORK)
+  list(APPEND ORVKIT_PUBLIC_HEADERS
+    ${PROJECT_SOURCE_DIR}/vxframework/include/VxSerialization.h
+    ${PROJECT_SOURCE_DIR}/vxframework/include/VxApi.h)
+endif()
+install(FILES ${ORVKIT_PUBLIC_HEADERS}
+  DESTINATION ${ORVKIT_INSTALL_INCLUDEDIR})
+
+install(EXPORT OrvKitTargets
+  NAMESPACE OrvKit::
+  FILE OrvKitTargets.cmake
+  DESTINATION ${ORVKIT_INSTALL_CMAKEDIR})
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/OrvKitConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/OrvKitConfig.cmake
+  INSTALL_DESTINATION ${ORVKIT_INSTALL_CMAKEDIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/OrvKitConfigVersion.cmake
+  VERSION ${PROJECT_VERSION}
+  COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/OrvKitConfig.cmake
+  ${PROJECT_BINARY_DIR}/OrvKitConfigVersion.cmake
+  DESTINATION ${ORVKIT_INSTALL_CMAKEDIR})
+
+# pkg-config wants absolute paths; GNUInstallDirs may hand out either form.
+foreach(kind LIBDIR INCLUDEDIR)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${kind}}")
+    set(ORVKIT_PC_${kind} "${CMAKE_INSTALL_${kind}}")
+  else()
+    set(ORVKIT_PC_${kind} "\${prefix}/${CMAKE_INSTALL_${kind}}")
+  endif()
+endforeach()
+configure_file(${PROJECT_SOURCE_DIR}/cmake/orvkit.pc.in ${PROJECT_BINARY_DIR}/orvkit.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/orvkit.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,76 @@
+#!/usr/bin/env bash
+# Installs OrvKit into a staging prefix, builds the examples against that
+# installation only (CMake package and pkg-config) and runs them, the minimal
+# application against the installed orvkit-sim.
+# ORVKIT_EXAMPLE_BUILD_DIR picks the build directory (reused when present).
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+
+bash tools/install-deps.sh
+
+build=${ORVKIT_EXAMPLE_BUILD_DIR:-build-pkg}
+case "$build" in /*) ;; *) build="$PWD/$build" ;; esac
+prefix="$build/stage"
+work=$(mktemp -d)
+sim_pid=""
+cleanup() {
+  if [ -n "$sim_pid" ]; then kill "$sim_pid" 2>/dev/null || true; wait "$sim_pid" 2>/dev/null || true; fi
+  rm -rf "$work"
+}
+trap cleanup EXIT
+fail() { echo "example: $*" >&2; exit 1; }
+
+echo "== library and tools -> $prefix"
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVKIT_BUILD_TESTS=OFF -DORVKIT_BUILD_TOOLS=ON \
+  -DORVKIT_WERROR=ON -DCMAKE_INSTALL_PREFIX="$prefix" >/dev/null
+cmake --build "$build" -j2
+rm -rf "$prefix"
+cmake --install "$build" >/dev/null
+
+echo "== installed layout"
+lib=$(find "$prefix" -name 'libOrvKit.so.1.0.0' -print -quit)
+[ -n "$lib" ] || fail "libOrvKit.so.1.0.0 not installed"
+libdir=$(dirname "$lib")
+[ "$(readlink "$libdir/libOrvKit.so.1")" = libOrvKit.so.1.0.0 ] || fail "libOrvKit.so.1 does not point at the library"
+[ "$(readlink "$libdir/libOrvKit.so")" = libOrvKit.so.1 ] || fail "libOrvKit.so does not point at libOrvKit.so.1"
+readelf -d "$lib" | grep -q 'SONAME.*\[libOrvKit\.so\.1\]' || fail "SONAME is not libOrvKit.so.1"
+for h in OrvKit.h OrvKitDef.h OrvKitDat.h OrvKitExport.h VxSerialization.h VxApi.h; do
+  [ -f "$prefix/include/OrvKit/$h" ] || fail "header $h not installed"
+done
+[ -x "$prefix/bin/orvkit-sim" ] && [ -x "$prefix/bin/orvkit-cli" ] || fail "tools not installed"
+echo "ok: $(basename "$lib"), SONAME libOrvKit.so.1, headers, tools"
+
+echo "== examples/minimal through find_package(OrvKit)"
+cmake -S examples/minimal -B "$work/minimal" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DCMAKE_CXX_FLAGS=-Werror >/dev/null
+cmake --build "$work/minimal" -j2 >/dev/null
+
+echo "== examples/records through pkg-config"
+pcfile=$(find "$prefix" -name orvkit.pc -print -quit)
+[ -n "$pcfile" ] || fail "orvkit.pc not installed"
+export PKG_CONFIG_PATH="$(dirname "$pcfile")"
+# shellcheck disable=SC2046
+c++ -std=c++17 -Wall -Wextra -Wpedantic -Werror examples/records/main.cpp $(pkg-config --cflags --libs orvkit) \
+  -Wl,-rpath,"$(pkg-config --variable=libdir orvkit)" -o "$work/orvkit-records"
+out=$(printf '%s' '{"spot":{"count":7,"updatedAt":"2024-06-08T07:10:00+09:00"},"folder":{"count":2,"updatedAt":"x"},"agreement":{"updatedAt":"2024-04-01T00:00:00+09:00"}}' \
+  | "$work/orvkit-records")
+echo "$out"
+[ "$out" = "spots 7, folders 2, destinations 0, plans 0, agreement 2024-04-01T00:00:00+09:00; archive 87 bytes" ] \
+  || fail "unexpected records output"
+
+echo "== minimal application against orvkit-sim"
+"$prefix/bin/orvkit-sim" --quiet --origins-file "$work/origins" --ca-file "$work/ca.pem" &
+sim_pid=$!
+for _ in $(seq 100); do
+  [ -s "$work/origins" ] && break
+  kill -0 "$sim_pid" 2>/dev/null || fail "orvkit-sim ended early"
+  sleep 0.1
+done
+[ -s "$work/origins" ] || fail "orvkit-sim wrote no origins"
+origin() { sed -n "s/^$1=//p" "$work/origins"; }
+mkdir -p "$work/save"
+VX_SAVEFILE_DIR="$work/save" http_proxy= https_proxy= \
+  "$work/minimal/orvkit-minimal" "$(origin authServerOrigin)" "$(origin apiServerOrigin)" driver01 orv-pass-01 \
+  "$work/ca.pem" | tee "$work/minimal.out"
+grep -q '^  spots ' "$work/minimal.out" || fail "the minimal application printed no summary"
+echo "example: all ok"
