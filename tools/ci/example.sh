@@ -73,4 +73,10 @@ VX_SAVEFILE_DIR="$work/save" http_proxy= https_proxy= \
   "$work/minimal/orvkit-minimal" "$(origin authServerOrigin)" "$(origin apiServerOrigin)" driver01 orv-pass-01 \
   "$work/ca.pem" | tee "$work/minimal.out"
 grep -q '^  spots ' "$work/minimal.out" || fail "the minimal application printed no summary"
+
+echo "== installed orvkit-cli against orvkit-sim"
+mkdir -p "$work/save-cli"
+http_proxy= https_proxy= "$prefix/bin/orvkit-cli" --origins-from-sim "$work/origins" --save-dir "$work/save-cli" \
+  login --model ORV-NAV20 --device 0012345 --loginid driver01 --password orv-pass-01 -- summary >/dev/null \
+  || fail "the installed orvkit-cli did not get a summary"
 echo "example: all ok"
