@@ -11,9 +11,10 @@ build=${ORVKIT_DEMO_BUILD_DIR:-build/default}
 cmake --preset default -B "$build" >/dev/null
 cmake --build "$build" -j2 --target orvkit-cli
 
+# The kit sends everything through http_proxy when set; the simulator is local.
 start=$(date +%s%N)
 status=0
-http_proxy= https_proxy= "$build/tools/cli/orvkit-cli" demo "$@" || status=$?
+env -u http_proxy -u https_proxy "$build/tools/cli/orvkit-cli" demo "$@" || status=$?
 elapsed_ms=$(( ($(date +%s%N) - start) / 1000000 ))
 echo "demo: exit status $status after $((elapsed_ms / 1000)).$(printf '%03d' $((elapsed_ms % 1000))) s"
 exit "$status"

@@ -37,7 +37,9 @@ readelf -d "$lib" | grep -q 'SONAME.*\[libOrvKit\.so\.1\]' || fail "SONAME is no
 for h in OrvKit.h OrvKitDef.h OrvKitDat.h OrvKitExport.h VxSerialization.h VxApi.h; do
   [ -f "$prefix/include/OrvKit/$h" ] || fail "header $h not installed"
 done
-[ -x "$prefix/bin/orvkit-sim" ] && [ -x "$prefix/bin/orvkit-cli" ] || fail "tools not installed"
+for t in orvkit-sim orvkit-cli; do
+  [ -x "$prefix/bin/$t" ] || fail "$t not installed"
+done
 echo "ok: $(basename "$lib"), SONAME libOrvKit.so.1, headers, tools"
 
 echo "== examples/minimal through find_package(OrvKit)"
@@ -48,7 +50,8 @@ cmake --build "$work/minimal" -j2 >/dev/null
 echo "== examples/records through pkg-config"
 pcfile=$(find "$prefix" -name orvkit.pc -print -quit)
 [ -n "$pcfile" ] || fail "orvkit.pc not installed"
-export PKG_CONFIG_PATH="$(dirname "$pcfile")"
+PKG_CONFIG_PATH=$(dirname "$pcfile")
+export PKG_CONFIG_PATH
 # shellcheck disable=SC2046
 c++ -std=c++17 -Wall -Wextra -Wpedantic -Werror examples/records/main.cpp $(pkg-config --cflags --libs orvkit) \
   -Wl,-rpath,"$(pkg-config --variable=libdir orvkit)" -o "$work/orvkit-records"
@@ -59,24 +62,27 @@ echo "$out"
   || fail "unexpected records output"
 
 echo "== minimal application against orvkit-sim"
+# The kit sends everything through http_proxy when set; the simulator is local.
+unset http_proxy https_proxy
 "$prefix/bin/orvkit-sim" --quiet --origins-file "$work/origins" --ca-file "$work/ca.pem" &
 sim_pid=$!
 for _ in $(seq 100); do
-  [ -s "$work/origins" ] && break
+  # The CA line comes last, so the file is whole once it is there.
+  grep -qs '^caCertificateFile=' "$work/origins" && break
   kill -0 "$sim_pid" 2>/dev/null || fail "orvkit-sim ended early"
   sleep 0.1
 done
-[ -s "$work/origins" ] || fail "orvkit-sim wrote no origins"
+grep -qs '^caCertificateFile=' "$work/origins" || fail "orvkit-sim wrote no origins"
 origin() { sed -n "s/^$1=//p" "$work/origins"; }
 mkdir -p "$work/save"
-VX_SAVEFILE_DIR="$work/save" http_proxy= https_proxy= \
+VX_SAVEFILE_DIR="$work/save" \
   "$work/minimal/orvkit-minimal" "$(origin authServerOrigin)" "$(origin apiServerOrigin)" driver01 orv-pass-01 \
   "$work/ca.pem" | tee "$work/minimal.out"
 grep -q '^  spots ' "$work/minimal.out" || fail "the minimal application printed no summary"
 
 echo "== installed orvkit-cli against orvkit-sim"
 mkdir -p "$work/save-cli"
-http_proxy= https_proxy= "$prefix/bin/orvkit-cli" --origins-from-sim "$work/origins" --save-dir "$work/save-cli" \
+"$prefix/bin/orvkit-cli" --origins-from-sim "$work/origins" --save-dir "$work/save-cli" \
   login --model ORV-NAV20 --device 0012345 --loginid driver01 --password orv-pass-01 -- summary >/dev/null \
   || fail "the installed orvkit-cli did not get a summary"
 echo "example: all ok"
