@@ -1,0 +1,169 @@
+#include "BenchTable.h"
+
+#include <cmath>
+#include <cstdio>
+#include <set>
+
+namespace {
+
+std::string format(const char* pattern, double value)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, pattern, value);
+    return text;
+}
+
+std::string bytes(double count)
+{
+    if (count >= 1024.0 * 1024.0)
+        return format("%.2f MiB", count / (1024.0 * 1024.0));
+    if (count >= 1024.0)
+        return format("%.1f KiB", count / 1024.0);
+    return format("%.0f B", count);
+}
+
+std::string rate(double bytesPerSecond)
+{
+    if (bytesPerSecond >= 1e9)
+        return format("%.2f GB/s", bytesPerSecond / 1e9);
+    return format("%.0f MB/s", bytesPerSecond / 1e6);
+}
+
+std::string times(double ratio)
+{
+    return std::isfinite(ratio) && ratio > 0.0 ? format("%.2f×", ratio) : std::string("-");
+}
+
+void row(std::ostream& out, const std::string& measure, const std::string& kit, const std::string& baseline,
+         const std::string& ratio)
+{
+    out << "| " << measure << " | " << kit << " | " << baseline << " | " << ratio << " |\n";
+}
+
+// records/<operation>/<kind>/<size>
+std::vector<std::string> split(const std::string& name)
+{
+    std::vector<std::string> parts;
+    size_t start = 0;
+    for (size_t slash; (slash = name.find('/', start)) != std::string::npos; start = slash + 1)
+        parts.push_back(name.substr(start, slash - start));
+    parts.push_back(name.substr(start));
+    return parts;
+}
+
+} // namespace
+
+void BenchTable::ReportRuns(const std::vector<Run>& runs)
+{
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs) {
+        if (run.run_type != Run::RT_Iteration)
+            continue;
+        const std::string name = run.run_name.function_name;
+        if (results.count(name) == 0)
+            order.push_back(name);
+        Result& result = results[name];
+        result.failed = run.error_occurred;
+        result.error = run.error_message;
+        for (const auto& counter : run.counters)
+            result.counters[counter.first] = counter.second.value;
+    }
+}
+
+const BenchTable::Result* BenchTable::find(const std::string& name) const
+{
+    const auto it = results.find(name);
+    return it == results.end() || it->second.failed ? nullptr : &it->second;
+}
+
+double BenchTable::counter(const std::string& name, const std::string& key) const
+{
+    const Result* result = find(name);
+    if (result == nullptr)
+        return NAN;
+    const auto it = result->counters.find(key);
+    return it == result->counters.end() ? NAN : it->second;
+}
+
+void BenchTable::recordRows(std::ostream& out) const
+{
+    std::set<std::string> done;
+    for (const std::string& name : order) {
+        const std::vector<std::string> parts = split(name);
+        if (parts.size() != 4 || parts[0] != "records")
+            continue;
+        const std::string body = parts[2] + "/" + parts[3];
+        if (!done.insert(body).second)
+            continue;
+        const std::string label = parts[2] + (parts[3] == "one" ? "" : " " + parts[3]);
+        const auto speed = [&](const char* operation) {
+            return counter(std::string("records/") + operation + "/" + body, "bytes_per_second");
+        };
+        const double bodyBytes = counter("records/fromJson/" + body, "bytes");
+        const double archiveBytes = counter("records/serialize/" + body, "bytes");
+        const double fromJson = speed("fromJson"), bare = speed("bareParse");
+        const double serialize = speed("serialize"), unserialize = speed("unserialize"), copy = speed("memcpy");
+        row(out, "fromJson " + label + " (" + bytes(bodyBytes) + ")", rate(fromJson),
+            "QJsonDocument::fromJson " + rate(bare), times(bare / fromJson));
+        row(out, "serialize " + label + " (" + bytes(archiveBytes) + ")", rate(serialize), "memcpy " + rate(copy),
+            times(copy / serialize));
+        row(out, "unserialize " + label + " (" + bytes(archiveBytes) + ")", rate(unserialize),
+            "memcpy " + rate(copy), times(copy / unserialize));
+    }
+}
+
+void BenchTable::networkRows(std::ostream& out) const
+{
+    const std::string trip = "roundtrip/folders";
+    if (find(trip) != nullptr) {
+        const std::string body = bytes(counter(trip, "body_bytes"));
+        for (const char* p : {"p50", "p99"}) {
+            const std::string key = std::string("_") + p + "_us";
+            const double kit = counter(trip, "kit" + key), qt = counter(trip, "qt" + key),
+                         curl = counter(trip, "curl" + key);
+            row(out, std::string("round trip ") + p + ", folders " + body + " (b = kit)", format("%.0f µs", kit),
+                "a = bare Qt " + format("%.0f µs", qt), "b/a " + times(kit / qt));
+            row(out, std::string("round trip ") + p + ", folders " + body + " (b = kit)", format("%.0f µs", kit),
+                "c = libcurl " + format("%.0f µs", curl), "b/c " + times(kit / curl));
+        }
+    }
+    const std::string flow = "throughput/five_in_flight";
+    if (find(flow) != nullptr) {
+        const double kit = counter(flow, "kit_per_s"), qt = counter(flow, "qt_per_s");
+        row(out, "throughput, 5 in flight", format("%.0f req/s", kit), "bare Qt " + format("%.0f req/s", qt),
+            "a/b " + times(qt / kit));
+    }
+    const std::string life = "lifecycle/open_close";
+    if (find(life) != nullptr) {
+        row(out, "open() → onOpenEnd, p50 / max", format("%.1f ms", counter(life, "open_p50_ms")) + " / " +
+            format("%.1f ms", counter(life, "open_max_ms")), "-", "-");
+        row(out, "close() → onCloseEnd, p50", format("%.1f ms", counter(life, "close_p50_ms")), "-", "-");
+        row(out, "~OrvKit after close, p50", format("%.1f ms", counter(life, "destroy_p50_ms")), "-", "-");
+    }
+    const std::string foot = "footprint/rss_and_size";
+    if (find(foot) != nullptr) {
+        for (const char* when : {"idle", "request"}) {
+            const std::string key = std::string("_") + when + "_kB";
+            const double kit = counter(foot, "kit" + key), bare = counter(foot, "bare" + key);
+            row(out, std::string("RSS, ") + (when[0] == 'i' ? "open and idle" : "after one HTTPS request"),
+                format("%.0f KiB", kit), "Qt + QNetworkAccessManager " + format("%.0f KiB", bare),
+                format("%+.0f KiB", kit - bare));
+        }
+        const double x86 = counter(foot, "so_x86_64_kB"), arm = counter(foot, "so_armhf_kB");
+        row(out, "libOrvKit.so stripped, x86-64", format("%.0f KiB", x86), "-", "-");
+        if (arm > 0.0)
+            row(out, "libOrvKit.so stripped, armhf", format("%.0f KiB", arm), "-", "-");
+    }
+}
+
+void BenchTable::print(std::ostream& out) const
+{
+    out << "\n| Measure | OrvKit | Baseline | Ratio (time) |\n|---|---|---|---|\n";
+    recordRows(out);
+    networkRows(out);
+    for (const std::string& name : order) {
+        const auto it = results.find(name);
+        if (it->second.failed)
+            out << "\nfailed: " << name << ": " << it->second.error << "\n";
+    }
+}
