@@ -36,17 +36,16 @@ int OrvKitImpl::open()
 int OrvKitImpl::close()
 {
     opened = 0;
-    OrvServerService* current = service.load();
-    if (current == nullptr)
-        return 1;
-    current->close();
+    std::lock_guard<std::mutex> guard(serviceLock);
+    if (OrvServerService* current = service.load())
+        current->close();
     return 1;
 }
 
 int OrvKitImpl::setListener(OrvKitListener* newListener)
 {
-    OrvServerService* current = service.load();
-    if (current != nullptr)
+    std::lock_guard<std::mutex> guard(serviceLock);
+    if (OrvServerService* current = service.load())
         current->setListener(newListener);
     listener = newListener;
     return 1;
@@ -54,8 +53,8 @@ int OrvKitImpl::setListener(OrvKitListener* newListener)
 
 int OrvKitImpl::removeListener(OrvKitListener* /*ignored on purpose: any pointer silences*/)
 {
-    OrvServerService* current = service.load();
-    if (current != nullptr)
+    std::lock_guard<std::mutex> guard(serviceLock);
+    if (OrvServerService* current = service.load())
         current->removeListener(nullptr);
     listener = nullptr;
     return 1;
@@ -63,10 +62,13 @@ int OrvKitImpl::removeListener(OrvKitListener* /*ignored on purpose: any pointer
 
 int OrvKitImpl::sendCommand(OrvKitDef::CmdData& command)
 {
-    OrvServerService* current = service.load();
-    if (current == nullptr || command.data == nullptr || command.size == 0)
+    if (command.data == nullptr || command.size == 0 || service.load() == nullptr)
         return 0;
     std::vector<uint8_t> bytes(command.data, command.data + command.size);
+    std::lock_guard<std::mutex> guard(serviceLock);
+    OrvServerService* current = service.load();
+    if (current == nullptr)
+        return 0;
     current->sendCommand(bytes, command.uniqueID);
     return 1;
 }
@@ -89,14 +91,20 @@ unsigned int OrvKitImpl::MainProc()
     for (;;) {
         if (opened == 1 && QCoreApplication::instance() != nullptr) {
             OrvServerService* created = new OrvServerService(preferences, nullptr);
-            created->setListener(listener.load());
-            service = created;
+            {
+                std::lock_guard<std::mutex> guard(serviceLock);
+                created->setListener(listener);
+                service = created;
+            }
             // A close() that ran before the service was published saw no
             // service; close it here so the destructor never waits for ever.
             if (opened == 0)
                 created->close();
             created->eventLoop();
-            service = nullptr;
+            {
+                std::lock_guard<std::mutex> guard(serviceLock);
+                service = nullptr;
+            }
             delete created;
             if (running == 1)
                 continue;

@@ -5,14 +5,17 @@
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 
 template <class T> class VxThread;
 class OrvServerService;
 
 // Owns the worker thread, which creates one service per open period. The
-// flags and pointers shared with the application's threads are atomics
-// without ordering constraints beyond publication: the 100 ms poll bounds
-// every delay, and no lock is ever taken on the command path.
+// flags are atomics polled by the worker. serviceLock is held only for
+// moments: by the worker while it publishes or withdraws a service, and by
+// the facade while it hands something to that service, so that a call never
+// reaches a service being deleted and a listener set while a service is
+// being created is never lost. It is never held across a wait.
 class OrvKitImpl
 {
 public:
@@ -37,9 +40,10 @@ private:
     std::atomic<uint8_t> opened;
     std::atomic<OrvServerService*> service;
     OrvKitPreferences* preferences;
-    std::atomic<OrvKitListener*> listener;
+    OrvKitListener* listener;
     VxThread<OrvKitImpl>* thread;
     std::atomic<int32_t> initialized;
+    std::mutex serviceLock;
 };
 
 #endif

@@ -7,6 +7,7 @@
 #include <QMetaType>
 #include <QObject>
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -100,6 +101,9 @@ private:
     Pool getRequests;
     Pool postRequests;
     Pool deleteRequests;
+    // Set by close(); a close signalled before eventLoop() made its
+    // connections would otherwise be lost and the loop would never end.
+    std::atomic<bool> closeRequested;
 };
 
 #endif
