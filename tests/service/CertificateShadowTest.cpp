@@ -215,4 +215,29 @@ TEST_F(CertificateShadowTest, TestIdentityUsesTheTestEndpoints)
     EXPECT_EQ(production->requestCount() + shadow->requestCount(), 0u);
 }
 
+TEST_F(CertificateShadowTest, HostileShadowBytesStillReportTheServiceIdentity)
+{
+    // Plain TLS: without a certificate the report still goes out.
+    openKit();
+    identify(7, "M1", "D1");
+    const std::vector<uint8_t> valid = positionsCommand(foreignPosition());
+    const std::vector<std::vector<uint8_t>> commands = {
+        std::vector<uint8_t>(64, 0xFF),
+        std::vector<uint8_t>(valid.begin(), valid.begin() + static_cast<long>(valid.size() / 2)),
+        {0x00},
+    };
+    for (const std::vector<uint8_t>& bytes : commands) {
+        SCOPED_TRACE(bytes.size());
+        production->clearRequests();
+        const std::vector<Message> heard =
+            session->run(CMD_UPDATE_SHADOW, bytes, {MSG_SHADOW_RESULT, MSG_RESULT_ERROR, MSG_REQUEST_ERROR});
+        ASSERT_EQ(heard.size(), 2u);
+        EXPECT_EQ(heard[1].id, MSG_SHADOW_RESULT);
+        ASSERT_EQ(production->requestCount(), 1u);
+        const std::string body = production->lastRequest().body;
+        EXPECT_EQ(body.find("{\"state\":{\"reported\":{\"maker\": \"07\",\"model\": \"M1\",\"deviceNo\": \"D1\","), 0u)
+            << body;
+    }
+}
+
 } // namespace
