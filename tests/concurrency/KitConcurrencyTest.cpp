@@ -1,0 +1,286 @@
+// Races between the application's threads, the worker thread and the event
+// thread, through the public API only, with requests really in flight at an
+// in-process HTTPS server. Built under ThreadSanitizer by the tsan preset.
+//
+// The application's side of the threading contract is kept throughout:
+// close() and sendCommand() never run at once on different threads, and a
+// listener outlives every callback that may reach it.
+#include <OrvKit.h>
+
+#include "RecordingListener.h"
+#include "TestHttpsServer.h"
+#include "TestPki.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <shared_mutex>
+#include <thread>
+#include <vector>
+
+using namespace OrvKitDef;
+
+namespace {
+
+unsigned char kNoParameters[] = {0x00};
+
+const unsigned long kGetCommands[] = {CMD_GET_INFO_SUMMARY, CMD_GET_DESTINATIONS, CMD_GET_PLANS_SUMMARY,
+                                      CMD_GET_GENRES};
+
+bool sendPlain(OrvKit& kit, unsigned long code)
+{
+    CmdData command{kNoParameters, sizeof(kNoParameters), code};
+    return kit.sendCommand(command) == 1;
+}
+
+bool isAcceptance(unsigned long messageId)
+{
+    for (unsigned long code : kGetCommands)
+        if (messageId == (MSG_ACCEPTED | code))
+            return true;
+    return false;
+}
+
+template <class Condition>
+bool waitFor(Condition done, int timeoutMs)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+class KitConcurrencyTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(pki.isValid());
+        server.reset(new TestHttpsServer(TestHttpsServer::tls(pki)));
+        // Answers late enough that closing and destroying meet requests in flight.
+        server->route("*", "/", TestHttpsServer::Reply::delayed(40, TestHttpsServer::Reply::ok("{}")),
+                      TestHttpsServer::Match::Prefix);
+        ASSERT_TRUE(server->start());
+        const std::string origin = server->origin();
+        preferences.authServerOrigin = preferences.authServerTestOrigin = origin;
+        preferences.apiServerOrigin = preferences.apiServerTestOrigin = origin;
+        preferences.certificateOrigin = preferences.certificateTestOrigin = origin;
+        preferences.deviceShadowOrigin = preferences.deviceShadowTestOrigin = origin;
+    }
+
+    // Sends one command until the worker has published the service.
+    bool sendOnceOpen(OrvKit& kit, unsigned long code, int timeoutMs = 5000)
+    {
+        return waitFor([&] { return sendPlain(kit, code); }, timeoutMs);
+    }
+
+    TestPki pki;
+    std::unique_ptr<TestHttpsServer> server;
+    OrvKitPreferences preferences;
+};
+
+TEST_F(KitConcurrencyTest, SendersOnSeveralThreadsAcrossOpenCloseCycles)
+{
+    const int kCycles = 4;
+    const int kSenders = 3;
+    RecordingListener listener;
+    OrvKit kit(preferences);
+    kit.setListener(&listener);
+
+    // The application keeps close() apart from sendCommand() and sends only
+    // between onOpenEnd() and close().
+    std::shared_mutex gate;
+    bool accepting = false;
+    std::atomic<bool> done(false);
+    std::atomic<int> sent(0);
+    std::vector<std::thread> senders;
+    for (int s = 0; s < kSenders; ++s) {
+        senders.emplace_back([&, s] {
+            for (unsigned int i = 0; !done; ++i) {
+                {
+                    std::shared_lock<std::shared_mutex> lock(gate);
+                    if (accepting && sendPlain(kit, kGetCommands[(i + static_cast<unsigned int>(s)) % 4]))
+                        ++sent;
+                }
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            }
+        });
+    }
+    for (int cycle = 1; cycle <= kCycles; ++cycle) {
+        ASSERT_EQ(kit.open(), 1) << "cycle " << cycle;
+        ASSERT_TRUE(listener.waitForOpen(cycle)) << "cycle " << cycle;
+        ASSERT_TRUE(sendOnceOpen(kit, CMD_GET_GENRES));
+        {
+            std::unique_lock<std::shared_mutex> lock(gate);
+            accepting = true;
+        }
+        const size_t before = server->requestCount();
+        ASSERT_TRUE(server->waitForRequests(before + 3, 10000)) << "cycle " << cycle;
+        {
+            std::unique_lock<std::shared_mutex> lock(gate);
+            accepting = false;
+            EXPECT_EQ(kit.close(), 1);
+        }
+        ASSERT_TRUE(listener.waitForClose(cycle)) << "cycle " << cycle;
+    }
+    done = true;
+    for (std::thread& sender : senders)
+        sender.join();
+
+    EXPECT_EQ(listener.openCount(), kCycles);
+    EXPECT_EQ(listener.closeCount(), kCycles);
+    EXPECT_GT(sent.load(), 0);
+    // A command taken before close() is queued ahead of the close request,
+    // so each is accepted exactly once.
+    int accepted = 0;
+    for (const RecordingListener::Message& message : listener.received())
+        accepted += isAcceptance(message.id) ? 1 : 0;
+    EXPECT_EQ(accepted, sent.load() + kCycles);
+}
+
+TEST_F(KitConcurrencyTest, CommandsRightAfterCloseMeetTheServiceBeingDeleted)
+{
+    // One application thread: close(), then commands straight away while the
+    // worker ends the loop and deletes the service. Each either reaches the
+    // closing service or is refused; none reaches a deleted one.
+    RecordingListener listener;
+    OrvKit kit(preferences);
+    kit.setListener(&listener);
+    for (int cycle = 1; cycle <= 4; ++cycle) {
+        ASSERT_EQ(kit.open(), 1);
+        ASSERT_TRUE(listener.waitForOpen(cycle));
+        ASSERT_TRUE(sendOnceOpen(kit, CMD_GET_DESTINATIONS));
+        for (unsigned long code : kGetCommands)
+            EXPECT_TRUE(sendPlain(kit, code));
+        kit.close();
+        EXPECT_TRUE(waitFor([&] { return !sendPlain(kit, CMD_GET_INFO_SUMMARY); }, 5000))
+            << "commands are refused once the service is gone";
+        ASSERT_TRUE(listener.waitForClose(cycle));
+    }
+}
+
+TEST_F(KitConcurrencyTest, DestroyingTheKitWithRequestsInFlight)
+{
+    // Replies that would take seconds: only the kit's teardown ends them.
+    server->route("*", "/", TestHttpsServer::Reply::delayed(3000, TestHttpsServer::Reply::ok("{}")),
+                  TestHttpsServer::Match::Prefix);
+    struct Case {
+        const char* name;
+        bool closeFirst;
+        bool waitForServer;
+    };
+    const Case cases[] = {
+        {"destroy while requests wait at the server", false, true},
+        {"close, then destroy at once", true, true},
+        {"destroy while commands are still queued", false, false},
+    };
+    for (const Case& c : cases) {
+        RecordingListener listener;
+        const size_t before = server->requestCount();
+        std::unique_ptr<OrvKit> kit(new OrvKit(preferences));
+        kit->setListener(&listener);
+        kit->open();
+        ASSERT_TRUE(listener.waitForOpen()) << c.name;
+        ASSERT_TRUE(sendOnceOpen(*kit, CMD_GET_INFO_SUMMARY)) << c.name;
+        // Two application threads, one GET context each command, so that
+        // four requests stay alive.
+        std::vector<std::thread> senders;
+        for (size_t s = 0; s < 2; ++s) {
+            senders.emplace_back([&kit, s] {
+                sendPlain(*kit, kGetCommands[2 * s]);
+                sendPlain(*kit, kGetCommands[2 * s + 1]);
+            });
+        }
+        for (std::thread& sender : senders)
+            sender.join();
+        if (c.waitForServer) {
+            ASSERT_TRUE(server->waitForRequests(before + 4, 10000)) << c.name;
+        }
+        if (c.closeFirst)
+            kit->close();
+        const auto start = std::chrono::steady_clock::now();
+        kit.reset();
+        const auto elapsed =
+            std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+        EXPECT_LT(elapsed.count(), 2000) << c.name << ": teardown does not wait for the answers";
+        EXPECT_EQ(listener.closeCount(), 1) << c.name;
+        for (const RecordingListener::Message& message : listener.received()) {
+            EXPECT_NE(message.id, MSG_INFO_SUMMARY_RESULT) << c.name;
+            EXPECT_NE(message.id, MSG_DESTINATIONS_RESULT) << c.name;
+        }
+    }
+}
+
+TEST_F(KitConcurrencyTest, ListenerChangesDuringTraffic)
+{
+    // Every listener outlives the kit, so swapping while a callback runs is safe.
+    RecordingListener first;
+    RecordingListener second;
+    OrvKit kit(preferences);
+    kit.setListener(&first);
+    kit.open();
+    ASSERT_TRUE(first.waitForOpen());
+    ASSERT_TRUE(sendOnceOpen(kit, CMD_GET_GENRES));
+
+    std::atomic<bool> done(false);
+    std::thread sender([&] {
+        while (!done) {
+            sendPlain(kit, CMD_GET_GENRES);
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+    });
+    for (int i = 0; i < 200; ++i) {
+        switch (i % 3) {
+        case 0: kit.setListener(&second); break;
+        case 1: kit.removeListener(&first); break;
+        default: kit.setListener(&first); break;
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(300));
+    }
+    // From here on only the second listener may hear about new commands.
+    kit.setListener(&second);
+    done = true;
+    sender.join();
+
+    second.clear();
+    ASSERT_TRUE(sendPlain(kit, CMD_GET_INFO_SUMMARY));
+    ASSERT_TRUE(second.waitForId(MSG_ACCEPTED | CMD_GET_INFO_SUMMARY));
+    ASSERT_TRUE(second.waitForId(MSG_INFO_SUMMARY_RESULT));
+    for (const RecordingListener::Message& message : first.received()) {
+        EXPECT_NE(message.id, MSG_ACCEPTED | CMD_GET_INFO_SUMMARY);
+        EXPECT_NE(message.id, MSG_INFO_SUMMARY_RESULT);
+    }
+
+    kit.close();
+    ASSERT_TRUE(second.waitForClose());
+    EXPECT_EQ(first.closeCount(), 0);
+}
+
+TEST_F(KitConcurrencyTest, ListenerSetWhileTheWorkerCreatesTheService)
+{
+    // setListener() right after open() meets the worker as it creates and
+    // publishes the service; the service must end up with the new listener.
+    OrvKit kit(preferences);
+    std::vector<std::unique_ptr<RecordingListener>> listeners;
+    for (int cycle = 0; cycle < 6; ++cycle) {
+        listeners.emplace_back(new RecordingListener());
+        RecordingListener& listener = *listeners.back();
+        ASSERT_EQ(kit.open(), 1);
+        // Spread the call across the worker's 100 ms poll.
+        std::this_thread::sleep_for(std::chrono::milliseconds(cycle * 19));
+        kit.setListener(&listener);
+        ASSERT_TRUE(sendOnceOpen(kit, CMD_GET_GENRES)) << "cycle " << cycle;
+        ASSERT_TRUE(listener.waitForId(MSG_ACCEPTED | CMD_GET_GENRES)) << "cycle " << cycle;
+        kit.close();
+        ASSERT_TRUE(listener.waitForClose()) << "cycle " << cycle;
+    }
+    for (size_t i = 0; i + 1 < listeners.size(); ++i)
+        EXPECT_EQ(listeners[i]->closeCount(), 1) << "an earlier listener hears nothing of later services";
+}
+
+} // namespace
