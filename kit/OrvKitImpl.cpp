@@ -67,7 +67,7 @@ int OrvKitImpl::sendCommand(OrvKitDef::CmdData& command)
     std::vector<uint8_t> bytes(command.data, command.data + command.size);
     std::lock_guard<std::mutex> guard(serviceLock);
     OrvServerService* current = service.load();
-    if (current == nullptr)
+    if (current == nullptr || !current->acceptsCommands())
         return 0;
     current->sendCommand(bytes, command.uniqueID);
     return 1;

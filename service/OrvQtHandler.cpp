@@ -71,7 +71,8 @@ void convertEucToUtf8(const In& in, Out& out)
 
 OrvQtHandler::OrvQtHandler(QObject* parent)
     : QObject(parent), networkManager(nullptr), eventThread(nullptr),
-      getRequests{}, postRequests{}, deleteRequests{}, closeRequested(false)
+      getRequests{}, postRequests{}, deleteRequests{}, closeRequested(false),
+      commandsConnected(false)
 {
 }
 
@@ -126,6 +127,7 @@ int OrvQtHandler::eventLoop()
             handOverRelease(&eventThread);
         },
         Qt::DirectConnection);
+    commandsConnected = true;
     if (closeRequested)
         Q_EMIT signalClose();
 
@@ -137,6 +139,7 @@ int OrvQtHandler::eventLoop()
     eventThread->wait();
     handOverAcquire(&eventThread);
 
+    commandsConnected = false;
     disconnect(closeConnection);
     disconnect(commandConnection);
     disconnect(finishedConnection);

@@ -43,6 +43,9 @@ public:
     // Both may be called from any thread.
     int sendCommand(const std::vector<uint8_t>& data, unsigned long uniqueID);
     int close();
+    // True once eventLoop() has connected the command signal: a command sent
+    // earlier would be dropped, so the facade refuses it instead.
+    bool acceptsCommands() const { return commandsConnected; }
 
     OrvQtHttpRequest** createGetRequest(const std::string& url, unsigned int context,
                                         OrvQtHttpRequest::eSslProtocol sslProtocol);
@@ -104,6 +107,7 @@ private:
     // Set by close(); a close signalled before eventLoop() made its
     // connections would otherwise be lost and the loop would never end.
     std::atomic<bool> closeRequested;
+    std::atomic<bool> commandsConnected;
 };
 
 #endif

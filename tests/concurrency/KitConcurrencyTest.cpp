@@ -55,13 +55,34 @@ bool waitFor(Condition done, int timeoutMs)
     return true;
 }
 
+// Application threads that run until stopped; joined even when an
+// assertion leaves the test early.
+struct ApplicationThreads
+{
+    std::atomic<bool> done{false};
+    std::vector<std::thread> threads;
+
+    ~ApplicationThreads() { stop(); }
+    void stop()
+    {
+        done = true;
+        for (std::thread& thread : threads)
+            if (thread.joinable())
+                thread.join();
+    }
+};
+
 class KitConcurrencyTest : public ::testing::Test
 {
 protected:
+    // Key generation is slow under an emulator: one PKI for the whole suite.
+    static void SetUpTestSuite() { pki.reset(new TestPki()); }
+    static void TearDownTestSuite() { pki.reset(); }
+
     void SetUp() override
     {
-        ASSERT_TRUE(pki.isValid());
-        server.reset(new TestHttpsServer(TestHttpsServer::tls(pki)));
+        ASSERT_TRUE(pki->isValid());
+        server.reset(new TestHttpsServer(TestHttpsServer::tls(*pki)));
         // Answers late enough that closing and destroying meet requests in flight.
         server->route("*", "/", TestHttpsServer::Reply::delayed(40, TestHttpsServer::Reply::ok("{}")),
                       TestHttpsServer::Match::Prefix);
@@ -79,10 +100,12 @@ protected:
         return waitFor([&] { return sendPlain(kit, code); }, timeoutMs);
     }
 
-    TestPki pki;
+    static std::unique_ptr<TestPki> pki;
     std::unique_ptr<TestHttpsServer> server;
     OrvKitPreferences preferences;
 };
+
+std::unique_ptr<TestPki> KitConcurrencyTest::pki;
 
 TEST_F(KitConcurrencyTest, SendersOnSeveralThreadsAcrossOpenCloseCycles)
 {
@@ -96,12 +119,11 @@ TEST_F(KitConcurrencyTest, SendersOnSeveralThreadsAcrossOpenCloseCycles)
     // between onOpenEnd() and close().
     std::shared_mutex gate;
     bool accepting = false;
-    std::atomic<bool> done(false);
     std::atomic<int> sent(0);
-    std::vector<std::thread> senders;
+    ApplicationThreads senders;
     for (int s = 0; s < kSenders; ++s) {
-        senders.emplace_back([&, s] {
-            for (unsigned int i = 0; !done; ++i) {
+        senders.threads.emplace_back([&, s] {
+            for (unsigned int i = 0; !senders.done; ++i) {
                 {
                     std::shared_lock<std::shared_mutex> lock(gate);
                     if (accepting && sendPlain(kit, kGetCommands[(i + static_cast<unsigned int>(s)) % 4]))
@@ -128,9 +150,7 @@ TEST_F(KitConcurrencyTest, SendersOnSeveralThreadsAcrossOpenCloseCycles)
         }
         ASSERT_TRUE(listener.waitForClose(cycle)) << "cycle " << cycle;
     }
-    done = true;
-    for (std::thread& sender : senders)
-        sender.join();
+    senders.stop();
 
     EXPECT_EQ(listener.openCount(), kCycles);
     EXPECT_EQ(listener.closeCount(), kCycles);
@@ -227,9 +247,9 @@ TEST_F(KitConcurrencyTest, ListenerChangesDuringTraffic)
     ASSERT_TRUE(first.waitForOpen());
     ASSERT_TRUE(sendOnceOpen(kit, CMD_GET_GENRES));
 
-    std::atomic<bool> done(false);
-    std::thread sender([&] {
-        while (!done) {
+    ApplicationThreads sender;
+    sender.threads.emplace_back([&] {
+        while (!sender.done) {
             sendPlain(kit, CMD_GET_GENRES);
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
@@ -244,8 +264,7 @@ TEST_F(KitConcurrencyTest, ListenerChangesDuringTraffic)
     }
     // From here on only the second listener may hear about new commands.
     kit.setListener(&second);
-    done = true;
-    sender.join();
+    sender.stop();
 
     second.clear();
     ASSERT_TRUE(sendPlain(kit, CMD_GET_INFO_SUMMARY));
