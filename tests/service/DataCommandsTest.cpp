@@ -209,4 +209,29 @@ TEST_F(DataCommandsTest, RepeatedCommandAbandonsTheEarlierRequest)
     EXPECT_EQ(results, 1);
 }
 
+TEST_F(DataCommandsTest, CloseWithRequestsInFlightIsQuickAndSilent)
+{
+    production->route("GET", "/", TestHttpsServer::Reply::delayed(3000, TestHttpsServer::Reply::ok("{}")),
+                      TestHttpsServer::Match::Prefix);
+    KitSession& kit = openKit();
+    ASSERT_TRUE(kit.send(CMD_GET_INFO_SUMMARY, {0}));
+    ASSERT_TRUE(kit.send(CMD_GET_DESTINATIONS, {0}));
+    ASSERT_TRUE(production->waitForRequests(2, 3000));
+    const auto start = std::chrono::steady_clock::now();
+    kit.close();
+    EXPECT_EQ(kit.listener().closeCount(), 1);
+    EXPECT_LT(std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count(),
+              1000);
+    for (const Message& m : kit.listener().received()) {
+        EXPECT_TRUE(m.id == (MSG_ACCEPTED | CMD_GET_INFO_SUMMARY) || m.id == (MSG_ACCEPTED | CMD_GET_DESTINATIONS))
+            << "only acceptances, got " << std::hex << m.id;
+    }
+
+    // The next open period starts clean.
+    openKit();
+    production->route("GET", "/", TestHttpsServer::Reply::ok("{}"), TestHttpsServer::Match::Prefix);
+    const std::vector<Message> heard = session->run(CMD_GET_INFO_SUMMARY, {0}, {MSG_INFO_SUMMARY_RESULT});
+    EXPECT_EQ(heard.size(), 2u);
+}
+
 } // namespace

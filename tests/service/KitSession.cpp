@@ -10,7 +10,8 @@ const int kReadyTimeoutMs = 3000;
 
 } // namespace
 
-KitSession::KitSession(const OrvKitPreferences& preferences) : kit(new OrvKit(preferences)), ready(false)
+KitSession::KitSession(const OrvKitPreferences& preferences)
+    : kit(new OrvKit(preferences)), ready(false), closed(false)
 {
     kit->setListener(&recorder);
     if (kit->open() != 1 || !recorder.waitForOpen(1, kReadyTimeoutMs))
@@ -31,10 +32,18 @@ KitSession::KitSession(const OrvKitPreferences& preferences) : kit(new OrvKit(pr
 
 KitSession::~KitSession()
 {
+    close();
+    kit.reset();
+}
+
+void KitSession::close()
+{
+    if (closed)
+        return;
+    closed = true;
     const int closesBefore = recorder.closeCount();
     if (kit->close() == 1 && ready)
         recorder.waitForClose(closesBefore + 1);
-    kit.reset();
 }
 
 bool KitSession::send(unsigned long code, const std::vector<uint8_t>& bytes)

@@ -38,12 +38,16 @@ public:
     // Waits for a message with one of these ids among those already heard.
     std::vector<Message> waitFor(std::initializer_list<unsigned long> finals, int timeoutMs = 5000);
 
+    // Closes the kit and waits for the close; the record stays readable.
+    void close();
+
     RecordingListener& listener() { return recorder; }
 
 private:
     RecordingListener recorder;
     std::unique_ptr<OrvKit> kit;
     bool ready;
+    bool closed;
 };
 
 #endif
