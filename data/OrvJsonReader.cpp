@@ -1,5 +1,7 @@
 #include "data/OrvJsonReader.h"
 
+#include "data/OrvJsonDuplicateKeys.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -14,6 +16,13 @@ QJsonDocument OrvJsonReader::parse(const std::vector<uint8_t>& body)
         length = static_cast<size_t>(static_cast<const char*>(zero) - start);
     if (length == 0 || length > static_cast<size_t>(std::numeric_limits<int>::max()))
         return QJsonDocument();
+    // Repeated keys would make Qt leak the values it drops.
+    std::string renamed;
+    if (OrvJsonDuplicateKeys::renameEarlier(start, length, renamed)) {
+        if (renamed.size() > static_cast<size_t>(std::numeric_limits<int>::max()))
+            return QJsonDocument();
+        return QJsonDocument::fromJson(QByteArray(renamed.data(), static_cast<int>(renamed.size())));
+    }
     // The parser copies what it keeps, so the body need not be copied first.
     return QJsonDocument::fromJson(QByteArray::fromRawData(start, static_cast<int>(length)));
 }

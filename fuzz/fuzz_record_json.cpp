@@ -3,6 +3,7 @@
 // round trip and copyFrom unchanged, and decoding it twice must not differ.
 #include "FuzzRecordList.h"
 
+#include "data/OrvJsonDuplicateKeys.h"
 #include "data/OrvJsonReader.h"
 
 #include <QString>
@@ -50,6 +51,16 @@ void compareUtf8(const uint8_t* data, size_t size)
     fuzzCheck(OrvJsonReader::toUtf8(fromUtf16) == fromUtf16.toStdString(), "toUtf8 of UTF-16 text");
 }
 
+// Renaming repeated keys must leave no repeated key behind.
+void checkRenaming(const uint8_t* data, size_t size)
+{
+    std::string renamed;
+    if (!OrvJsonDuplicateKeys::renameEarlier(reinterpret_cast<const char*>(data), size, renamed))
+        return;
+    std::string again;
+    fuzzCheck(!OrvJsonDuplicateKeys::renameEarlier(renamed.data(), renamed.size(), again), "renaming is complete");
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -57,5 +68,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::vector<uint8_t> body(data, data + size);
     forEachResponseRecord([&body](auto record) { decodeBody<decltype(record)>(body); });
     compareUtf8(data, size);
+    checkRenaming(data, size);
     return 0;
 }

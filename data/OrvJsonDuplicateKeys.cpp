@@ -1,0 +1,237 @@
+#include "data/OrvJsonDuplicateKeys.h"
+
+#include <algorithm>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+namespace {
+
+// Qt gives up beyond 1024 levels; nothing after that point is completed.
+const size_t kMaxDepth = 4096;
+
+struct Key
+{
+    std::u16string name; // as Qt compares keys: UTF-16 code units
+    size_t textStart;    // offset just after the opening quote
+    bool decoded;
+};
+
+struct Frame
+{
+    bool object;
+    bool expectKey;
+    std::vector<Key> keys;
+};
+
+struct Insertion
+{
+    size_t offset;
+    std::string text;
+};
+
+int hexValue(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    return -1;
+}
+
+void appendCodePoint(std::u16string& out, char32_t code)
+{
+    if (code < 0x10000) {
+        out.push_back(static_cast<char16_t>(code));
+    } else {
+        code -= 0x10000;
+        out.push_back(static_cast<char16_t>(0xD800 + (code >> 10)));
+        out.push_back(static_cast<char16_t>(0xDC00 + (code & 0x3FF)));
+    }
+}
+
+// One UTF-8 sequence (strict: no overlong forms, surrogates or values past
+// U+10FFFF). False when it is not one.
+bool decodeUtf8(const unsigned char* text, size_t end, size_t& at, char32_t& code)
+{
+    const unsigned char lead = text[at];
+    size_t extra = 0;
+    char32_t minimum = 0;
+    if (lead < 0x80) {
+        code = lead;
+    } else if ((lead & 0xE0) == 0xC0) {
+        code = lead & 0x1F, extra = 1, minimum = 0x80;
+    } else if ((lead & 0xF0) == 0xE0) {
+        code = lead & 0x0F, extra = 2, minimum = 0x800;
+    } else if ((lead & 0xF8) == 0xF0) {
+        code = lead & 0x07, extra = 3, minimum = 0x10000;
+    } else {
+        return false;
+    }
+    if (end - at - 1 < extra)
+        return false;
+    for (size_t i = 1; i <= extra; ++i) {
+        const unsigned char next = text[at + i];
+        if ((next & 0xC0) != 0x80)
+            return false;
+        code = (code << 6) | (next & 0x3F);
+    }
+    if (code < minimum || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF))
+        return false;
+    at += extra + 1;
+    return true;
+}
+
+// Scans the string whose opening quote is at `at`; leaves `at` after its
+// closing quote. False when the text ends first. name receives the decoded
+// text when wanted, and decoded says whether decoding succeeded.
+bool scanString(const unsigned char* text, size_t end, size_t& at, std::u16string* name, bool& decoded)
+{
+    decoded = true;
+    ++at;
+    while (at < end) {
+        const unsigned char c = text[at];
+        if (c == '"') {
+            ++at;
+            return true;
+        }
+        if (c == '\\') {
+            if (at + 1 >= end)
+                return false;
+            const unsigned char escaped = text[at + 1];
+            at += 2;
+            if (name == nullptr)
+                continue;
+            switch (escaped) {
+            case '"': name->push_back(u'"'); break;
+            case '\\': name->push_back(u'\\'); break;
+            case '/': name->push_back(u'/'); break;
+            case 'b': name->push_back(u'\b'); break;
+            case 'f': name->push_back(u'\f'); break;
+            case 'n': name->push_back(u'\n'); break;
+            case 'r': name->push_back(u'\r'); break;
+            case 't': name->push_back(u'\t'); break;
+            case 'u': {
+                char16_t unit = 0;
+                for (int i = 0; i < 4; ++i) {
+                    const int digit = at < end ? hexValue(static_cast<char>(text[at])) : -1;
+                    if (digit < 0) {
+                        decoded = false;
+                        break;
+                    }
+                    unit = static_cast<char16_t>(unit << 4 | digit);
+                    ++at;
+                }
+                name->push_back(unit);
+                break;
+            }
+            default: decoded = false; break;
+            }
+            continue;
+        }
+        if (name == nullptr || !decoded) {
+            ++at;
+            continue;
+        }
+        char32_t code = 0;
+        if (decodeUtf8(text, end, at, code)) {
+            appendCodePoint(*name, code);
+        } else {
+            decoded = false;
+            ++at;
+        }
+    }
+    return false;
+}
+
+// Renames every key of the object that a later key repeats.
+void renameRepeated(const std::vector<Key>& keys, std::vector<Insertion>& insertions)
+{
+    std::unordered_map<std::u16string, size_t> last;
+    for (size_t i = 0; i < keys.size(); ++i)
+        if (keys[i].decoded)
+            last[keys[i].name] = i;
+    if (last.size() == keys.size())
+        return;
+    std::unordered_set<std::u16string> taken;
+    for (const auto& entry : last)
+        taken.insert(entry.first);
+    size_t number = 0;
+    for (size_t i = 0; i < keys.size(); ++i) {
+        if (!keys[i].decoded || last[keys[i].name] == i)
+            continue;
+        std::u16string candidate;
+        std::string digits;
+        do {
+            digits = std::to_string(number++);
+            candidate = u'\0' + std::u16string(digits.begin(), digits.end()) + u'\0' + keys[i].name;
+        } while (!taken.insert(candidate).second);
+        insertions.push_back(Insertion{keys[i].textStart, "\\u0000" + digits + "\\u0000"});
+    }
+}
+
+} // namespace
+
+bool OrvJsonDuplicateKeys::renameEarlier(const char* source, size_t length, std::string& out)
+{
+    const unsigned char* text = reinterpret_cast<const unsigned char*>(source);
+    std::vector<Frame> stack;
+    std::vector<Insertion> insertions;
+    size_t at = 0;
+    // Lenient on purpose: it only has to find keys where Qt would; at the
+    // first thing it cannot follow it stops, and Qt fails there too.
+    while (at < length) {
+        const unsigned char c = text[at];
+        if (c == '{' || c == '[') {
+            if (stack.size() >= kMaxDepth)
+                break;
+            stack.push_back(Frame{c == '{', c == '{', {}});
+            ++at;
+        } else if (c == '}' || c == ']') {
+            if (stack.empty())
+                break;
+            if (stack.back().object)
+                renameRepeated(stack.back().keys, insertions);
+            stack.pop_back();
+            ++at;
+        } else if (c == ',' || c == ':') {
+            if (!stack.empty() && stack.back().object)
+                stack.back().expectKey = c == ',';
+            ++at;
+        } else if (c == '"') {
+            Frame* frame = stack.empty() ? nullptr : &stack.back();
+            const bool isKey = frame != nullptr && frame->object && frame->expectKey;
+            Key key{std::u16string(), at + 1, false};
+            if (!scanString(text, length, at, isKey ? &key.name : nullptr, key.decoded))
+                break;
+            if (isKey) {
+                frame->expectKey = false;
+                frame->keys.push_back(std::move(key));
+            }
+        } else {
+            ++at;
+        }
+    }
+    if (insertions.empty())
+        return false;
+
+    std::sort(insertions.begin(), insertions.end(),
+              [](const Insertion& a, const Insertion& b) { return a.offset < b.offset; });
+    size_t added = 0;
+    for (const Insertion& insertion : insertions)
+        added += insertion.text.size();
+    out.clear();
+    out.reserve(length + added);
+    size_t copied = 0;
+    for (const Insertion& insertion : insertions) {
+        out.append(source + copied, insertion.offset - copied);
+        out.append(insertion.text);
+        copied = insertion.offset;
+    }
+    out.append(source + copied, length - copied);
+    return true;
+}
