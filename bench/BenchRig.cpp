@@ -52,6 +52,18 @@ std::string BenchRig::origin() const
     return server->origin();
 }
 
+std::unique_ptr<BenchKitClient> BenchRig::freshKit() const
+{
+    OrvKitPreferences preferences;
+    preferences.apiServerOrigin = server->origin();
+    preferences.apiServerTestOrigin = server->origin();
+    std::unique_ptr<BenchKitClient> client(new BenchKitClient(preferences));
+    client->kit().open();
+    if (!client->waitOpen(5000))
+        client.reset();
+    return client;
+}
+
 bool BenchRig::start()
 {
     using namespace OrvKitDef;
@@ -86,12 +98,8 @@ bool BenchRig::start()
         return false;
     }
 
-    OrvKitPreferences preferences;
-    preferences.apiServerOrigin = server->origin();
-    preferences.apiServerTestOrigin = server->origin();
-    kitClient.reset(new BenchKitClient(preferences));
-    kitClient->kit().open();
-    if (!kitClient->waitOpen(5000)) {
+    kitClient = freshKit();
+    if (!kitClient) {
         std::fprintf(stderr, "bench: the kit did not open\n");
         return false;
     }

@@ -36,6 +36,8 @@ public:
 
     std::string origin() const;
     BenchKitClient& kit() { return *kitClient; }
+    // Another kit, open and pointed at the server, that has sent no command yet.
+    std::unique_ptr<BenchKitClient> freshKit() const;
     // The folders command first, then spots, destinations, plans and the info summary.
     const std::vector<Target>& targets() const { return commands; }
 

@@ -129,16 +129,27 @@ void BenchTable::networkRows(std::ostream& out) const
     }
     const std::string flow = "throughput/five_in_flight";
     if (find(flow) != nullptr) {
-        const double kit = counter(flow, "kit_per_s"), qt = counter(flow, "qt_per_s");
-        row(out, "throughput, 5 in flight", format("%.0f req/s", kit), "bare Qt " + format("%.0f req/s", qt),
-            "a/b " + times(qt / kit));
+        const double kit = counter(flow, "kit_per_s"), qt = counter(flow, "qt_per_s"),
+                     full = counter(flow, "qt_full_per_s");
+        row(out, "throughput, waves of 5 in flight", format("%.0f req/s", kit),
+            "bare Qt " + format("%.0f req/s", qt), "b/a " + times(qt / kit));
+        row(out, "throughput, 5 in flight kept full", "not safe (answers lost)",
+            "bare Qt " + format("%.0f req/s", full), "-");
+        row(out, "waves of 5 that lost an answer", format("%.0f", counter(flow, "kit_waves_lost")) + " of " +
+            format("%.0f", counter(flow, "kit_waves")), "-", "-");
     }
-    const std::string life = "lifecycle/open_close";
-    if (find(life) != nullptr) {
-        row(out, "open() → onOpenEnd, p50 / max", format("%.1f ms", counter(life, "open_p50_ms")) + " / " +
-            format("%.1f ms", counter(life, "open_max_ms")), "-", "-");
-        row(out, "close() → onCloseEnd, p50", format("%.1f ms", counter(life, "close_p50_ms")), "-", "-");
-        row(out, "~OrvKit after close, p50", format("%.1f ms", counter(life, "destroy_p50_ms")), "-", "-");
+    for (const char* when : {"at_once", "later"}) {
+        const std::string life = std::string("lifecycle/open_") + when;
+        if (find(life) == nullptr)
+            continue;
+        const std::string label = when[0] == 'a' ? "right after construction" : "100-200 ms after construction";
+        row(out, "open() → onOpenEnd, " + label + ", p50 / max",
+            format("%.1f ms", counter(life, "open_p50_ms")) + " / " + format("%.1f ms", counter(life, "open_max_ms")),
+            "-", "-");
+        if (when[0] == 'a') {
+            row(out, "close() → onCloseEnd, p50", format("%.1f ms", counter(life, "close_p50_ms")), "-", "-");
+            row(out, "~OrvKit after close, p50", format("%.1f ms", counter(life, "destroy_p50_ms")), "-", "-");
+        }
     }
     const std::string foot = "footprint/rss_and_size";
     if (find(foot) != nullptr) {

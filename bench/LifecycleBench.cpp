@@ -15,19 +15,27 @@
 #include <cstdlib>
 #include <map>
 #include <string>
+#include <thread>
 
 namespace {
 
 typedef BenchSamples::Clock Clock;
 
-// As an application does it: construct, register, open, and later close and destroy.
-void openClose(benchmark::State& state)
+// As an application does it: construct, register, open, and later close and
+// destroy. With a delay, open() comes once the worker thread has started to
+// poll for it; the delays spread over one poll period.
+void openClose(benchmark::State& state, bool delayed)
 {
     BenchSamples opens, closes, destroys;
     OrvKitPreferences preferences;
     bool ok = true;
+    size_t cycle = 0;
     for (auto _ : state) {
         std::unique_ptr<BenchKitClient> client(new BenchKitClient(preferences));
+        if (delayed) {
+            const size_t spread = BenchOptions::lifecycles();
+            std::this_thread::sleep_for(std::chrono::microseconds(100000 + 100000 * (cycle++ % spread) / spread));
+        }
         const Clock::time_point t0 = Clock::now();
         client->kit().open();
         ok = client->waitOpen(5000);
@@ -134,9 +142,11 @@ void footprint(benchmark::State& state)
 
 void registerLifecycleBenchmarks()
 {
-    benchmark::RegisterBenchmark("lifecycle/open_close", openClose)
-        ->Iterations(static_cast<benchmark::IterationCount>(BenchOptions::lifecycles()))
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
+    for (const bool delayed : {false, true}) {
+        benchmark::RegisterBenchmark(delayed ? "lifecycle/open_later" : "lifecycle/open_at_once", openClose, delayed)
+            ->Iterations(static_cast<benchmark::IterationCount>(BenchOptions::lifecycles()))
+            ->UseManualTime()
+            ->Unit(benchmark::kMillisecond);
+    }
     benchmark::RegisterBenchmark("footprint/rss_and_size", footprint)->Iterations(1)->Unit(benchmark::kMillisecond);
 }
