@@ -152,7 +152,13 @@ int OrvServerService::setNetworkAccessStatus()
 
 void OrvServerService::resetHttpRequest(OrvQtHttpRequest**& slot)
 {
-    if (slot != nullptr && *slot != nullptr)
+    // A handle outlives its request, and the pool slot it points at may by
+    // now hold another command's request: that one is not ours to cancel.
+    unsigned int context = 0;
+    for (int i = 0; i < kRequestSlotCount; ++i)
+        if (&requestSlots[i] == &slot)
+            context = static_cast<unsigned int>(i + 1);
+    if (slot != nullptr && *slot != nullptr && (context == 0 || (*slot)->getContext() == context))
         (*slot)->cancel();
     slot = nullptr;
 }
