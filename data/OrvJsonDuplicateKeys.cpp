@@ -1,6 +1,8 @@
 #include "data/OrvJsonDuplicateKeys.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -174,10 +176,120 @@ void renameRepeated(const std::vector<Key>& keys, std::vector<Insertion>& insert
     }
 }
 
+// A key as it stands in the text. Without escapes, two keys decode to the
+// same name only if their bytes are the same, so comparing the bytes (here a
+// fingerprint of them) misses no repeat.
+struct RawKey
+{
+    uint64_t print;
+};
+
+uint64_t fingerprint(const unsigned char* start, size_t length)
+{
+    uint64_t head = 0;
+    uint64_t tail = 0;
+    std::memcpy(&head, start, std::min<size_t>(length, 8));
+    if (length > 8) {
+        const size_t rest = std::min<size_t>(length - 8, 8);
+        std::memcpy(&tail, start + length - rest, rest);
+    }
+    return head ^ (tail << 29 | tail >> 35) ^ (static_cast<uint64_t>(length) * 0x9E3779B97F4A7C15ull);
+}
+
+// True when two keys of one object share a fingerprint.
+bool sharePrint(std::vector<RawKey>& keys, size_t begin)
+{
+    const size_t count = keys.size() - begin;
+    if (count < 2)
+        return false;
+    if (count <= 32) {
+        for (size_t i = begin; i + 1 < keys.size(); ++i)
+            for (size_t j = i + 1; j < keys.size(); ++j)
+                if (keys[i].print == keys[j].print)
+                    return true;
+        return false;
+    }
+    std::vector<uint64_t> prints;
+    prints.reserve(count);
+    for (size_t i = begin; i < keys.size(); ++i)
+        prints.push_back(keys[i].print);
+    std::sort(prints.begin(), prints.end());
+    return std::adjacent_find(prints.begin(), prints.end()) != prints.end();
+}
+
 } // namespace
+
+// Follows the text exactly as renameEarlier() does, but keeps keys as raw
+// bytes. An escaped key, a shared fingerprint or too deep a nesting hands the
+// text to the decoding pass, which alone decides.
+bool OrvJsonDuplicateKeys::mayRepeat(const char* source, size_t length)
+{
+    const unsigned char* text = reinterpret_cast<const unsigned char*>(source);
+    struct Level
+    {
+        bool object;
+        bool expectKey;
+        size_t keysBegin;
+    };
+    std::vector<Level> stack;
+    std::vector<RawKey> keys;
+    size_t at = 0;
+    while (at < length) {
+        const unsigned char c = text[at];
+        if (c == '{' || c == '[') {
+            if (stack.size() >= kMaxDepth)
+                return true;
+            stack.push_back(Level{c == '{', c == '{', keys.size()});
+            ++at;
+        } else if (c == '}' || c == ']') {
+            if (stack.empty())
+                return false;
+            if (stack.back().object) {
+                if (sharePrint(keys, stack.back().keysBegin))
+                    return true;
+                keys.resize(stack.back().keysBegin);
+            }
+            stack.pop_back();
+            ++at;
+        } else if (c == ',' || c == ':') {
+            if (!stack.empty() && stack.back().object)
+                stack.back().expectKey = c == ',';
+            ++at;
+        } else if (c == '"') {
+            Level* level = stack.empty() ? nullptr : &stack.back();
+            const bool isKey = level != nullptr && level->object && level->expectKey;
+            const size_t start = ++at;
+            for (;;) {
+                const void* quote = std::memchr(text + at, '"', length - at);
+                const size_t end = quote != nullptr ? static_cast<const unsigned char*>(quote) - text : length;
+                const void* slash = std::memchr(text + at, '\\', end - at);
+                if (slash == nullptr) {
+                    if (quote == nullptr)
+                        return false;
+                    at = end + 1;
+                    break;
+                }
+                if (isKey)
+                    return true;
+                at = static_cast<size_t>(static_cast<const unsigned char*>(slash) - text) + 2;
+                if (at > length)
+                    return false;
+            }
+            if (isKey) {
+                level->expectKey = false;
+                keys.push_back(RawKey{fingerprint(text + start, at - 1 - start)});
+            }
+        } else {
+            ++at;
+        }
+    }
+    return false;
+}
 
 bool OrvJsonDuplicateKeys::renameEarlier(const char* source, size_t length, std::string& out)
 {
+    if (!mayRepeat(source, length))
+        return false;
     const unsigned char* text = reinterpret_cast<const unsigned char*>(source);
     std::vector<Frame> stack;
     std::vector<Insertion> insertions;

@@ -18,6 +18,9 @@ public:
 
 private:
     OrvJsonDuplicateKeys() = delete;
+    // Cheap first pass over the raw text: false only when no object can
+    // repeat a key, so that the decoding pass is skipped for ordinary bodies.
+    static bool mayRepeat(const char* text, size_t length);
 };
 
 #endif
