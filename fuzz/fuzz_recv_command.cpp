@@ -27,6 +27,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <thread>
@@ -61,6 +62,7 @@ struct Harness
     OrvServerService* service = nullptr;
     std::thread worker;
     int reservedPort = -1;
+    std::string directory;
 };
 
 Harness* harness = nullptr;
@@ -201,6 +203,11 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
     unsetenv("http_proxy");
 
     harness = new Harness;
+    harness->directory = directory;
+    std::atexit([] {
+        std::error_code ignored;
+        std::filesystem::remove_all(harness->directory, ignored);
+    });
     harness->application = new QCoreApplication(*argc, *argv);
     int port = 0;
     harness->reservedPort = reserveClosedPort(port);
