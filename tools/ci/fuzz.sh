@@ -28,6 +28,7 @@ build=${ORVKIT_FUZZ_BUILD_DIR:-build-fuzz}
 case "$build" in /*) ;; *) build="$PWD/$build" ;; esac
 seconds=${ORVKIT_FUZZ_SECONDS:-8}
 artifacts=${ORVKIT_FUZZ_ARTIFACTS:-$build/fuzz-artifacts}
+seeds="$PWD/fuzz/corpus"
 targets=(fuzz_record_json fuzz_record_archive fuzz_command_codec fuzz_recv_command fuzz_url_helpers)
 
 echo "== build"
@@ -46,7 +47,7 @@ for target in "${targets[@]}"; do
   mkdir -p "$work/$target"
   if ! (cd "$work" && VX_SAVEFILE_DIR="$work/save" VX_LOCK_DIR="$work/locks" http_proxy= \
         "$build/fuzz/$target" -max_total_time="$seconds" -timeout=25 -rss_limit_mb=2560 -print_final_stats=1 \
-        -artifact_prefix="$artifacts/$target-" "$work/$target" "fuzz/corpus/$target" >"$work/$target.log" 2>&1); then
+        -artifact_prefix="$artifacts/$target-" "$work/$target" "$seeds/$target" >"$work/$target.log" 2>&1); then
     tail -n 60 "$work/$target.log"
     failed+=("$target")
   else
