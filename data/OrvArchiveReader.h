@@ -3,9 +3,10 @@
 
 #include <VxSerialization.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 // Reads record members back in the order OrvArchiveWriter wrote them. A short
@@ -34,19 +35,19 @@ public:
     void real(const char*, double& member) { archive.read(member); }
     void flag(const char*, bool& member) { archive.read(member); }
 
-    // A count comes from outside and is not trusted: nothing is reserved by
-    // it, and reading stops once the archive is exhausted. Every element
-    // takes at least one byte, so a list never outgrows the archive.
+    // A count comes from outside and is not trusted: reading stops once the
+    // archive is exhausted, and no more is reserved than the bytes left can
+    // hold, as every element takes at least the bytes of a default one.
     template <class Element, class Fields>
     void list(const char*, std::vector<Element>& items, Fields)
     {
         items.clear();
         uint32_t count = 0;
         archive.read(count);
+        items.reserve(std::min<size_t>(count, archive.remaining() / minimumBytes<Element>()));
         for (uint32_t i = 0; i < count && !archive.isExhausted(); ++i) {
-            Element item;
-            item.unserialize(archive);
-            items.push_back(std::move(item));
+            items.emplace_back();
+            items.back().unserialize(archive);
         }
     }
 
@@ -55,14 +56,28 @@ public:
         items.clear();
         uint32_t count = 0;
         archive.read(count);
+        items.reserve(std::min<size_t>(count, archive.remaining() / kLengthBytes));
         for (uint32_t i = 0; i < count && !archive.isExhausted(); ++i) {
-            std::string item;
-            archive.read(item);
-            items.push_back(std::move(item));
+            items.emplace_back();
+            archive.read(items.back());
         }
     }
 
 private:
+    // A text takes at least its length field.
+    static constexpr size_t kLengthBytes = 4;
+
+    template <class Element>
+    static size_t minimumBytes()
+    {
+        static const size_t bytes = [] {
+            VxSerialization::Archive probe;
+            Element().serialize(probe);
+            return std::max<size_t>(probe.size(), 1);
+        }();
+        return bytes;
+    }
+
     VxSerialization::Archive& archive;
 };
 

@@ -259,22 +259,21 @@ bool OrvJsonDuplicateKeys::mayRepeat(const char* source, size_t length)
             Level* level = stack.empty() ? nullptr : &stack.back();
             const bool isKey = level != nullptr && level->object && level->expectKey;
             const size_t start = ++at;
-            for (;;) {
-                const void* quote = std::memchr(text + at, '"', length - at);
-                const size_t end = quote != nullptr ? static_cast<const unsigned char*>(quote) - text : length;
-                const void* slash = std::memchr(text + at, '\\', end - at);
-                if (slash == nullptr) {
-                    if (quote == nullptr)
-                        return false;
-                    at = end + 1;
-                    break;
-                }
+            // Strings are short: a plain loop beats searching twice.
+            while (at < length && text[at] != '"' && text[at] != '\\')
+                ++at;
+            while (at < length && text[at] == '\\') {
                 if (isKey)
                     return true;
-                at = static_cast<size_t>(static_cast<const unsigned char*>(slash) - text) + 2;
+                at += 2;
                 if (at > length)
                     return false;
+                while (at < length && text[at] != '"' && text[at] != '\\')
+                    ++at;
             }
+            if (at >= length)
+                return false;
+            ++at;
             if (isKey) {
                 level->expectKey = false;
                 keys.push_back(RawKey{fingerprint(text + start, at - 1 - start)});

@@ -59,12 +59,24 @@ std::string OrvJsonReader::toUtf8(const QString& text)
 {
     const ushort* const begin = text.utf16();
     const ushort* const end = begin + text.size();
+    // Most texts (ids, codes, times) are ASCII: their bytes are their units.
+    const ushort* ascii = begin;
+    while (ascii < end && *ascii < 0x80)
+        ++ascii;
+    if (ascii == end) {
+        std::string out(static_cast<size_t>(end - begin), '\0');
+        char* dst = &out[0];
+        for (const ushort* at = begin; at < end; ++at)
+            *dst++ = static_cast<char>(*at);
+        return out;
+    }
+
     const auto isPair = [end](const ushort* at) {
         return QChar::isHighSurrogate(at[0]) && at + 1 < end && QChar::isLowSurrogate(at[1]);
     };
 
-    size_t length = 0;
-    for (const ushort* at = begin; at < end; ++at) {
+    size_t length = static_cast<size_t>(ascii - begin);
+    for (const ushort* at = ascii; at < end; ++at) {
         const ushort unit = *at;
         if (unit < 0x80)
             length += 1;
@@ -80,7 +92,9 @@ std::string OrvJsonReader::toUtf8(const QString& text)
 
     std::string out(length, '\0');
     char* dst = &out[0];
-    for (const ushort* at = begin; at < end; ++at) {
+    for (const ushort* at = begin; at < ascii; ++at)
+        *dst++ = static_cast<char>(*at);
+    for (const ushort* at = ascii; at < end; ++at) {
         const ushort unit = *at;
         if (unit < 0x80) {
             *dst++ = static_cast<char>(unit);
