@@ -46,6 +46,7 @@ bool BenchKitClient::send(unsigned long command, const std::vector<uint8_t>& dat
     {
         std::lock_guard<std::mutex> lock(mutex);
         acceptanceIds.insert(OrvKitDef::MSG_ACCEPTED | command);
+        sentAt = std::chrono::steady_clock::now();
     }
     return orvKit->sendCommand(cmd) == 1;
 }
@@ -55,6 +56,7 @@ bool BenchKitClient::waitResult(unsigned long& id, int timeoutMs)
     std::unique_lock<std::mutex> lock(mutex);
     if (!changed.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&] { return !results.empty(); }))
         return false;
+    wokenAt = std::chrono::steady_clock::now();
     id = results.front();
     results.pop_front();
     return true;
@@ -71,6 +73,12 @@ size_t BenchKitClient::lastPayloadSize()
 {
     std::lock_guard<std::mutex> lock(mutex);
     return payload.size();
+}
+
+BenchKitClient::Phases BenchKitClient::lastPhases()
+{
+    std::lock_guard<std::mutex> lock(mutex);
+    return Phases{acceptedAt - sentAt, resultAt - acceptedAt, wokenAt - resultAt};
 }
 
 void BenchKitClient::onOpenEnd()
@@ -96,8 +104,11 @@ void BenchKitClient::onMessage(OrvKitDef::CmdData& message)
     {
         std::lock_guard<std::mutex> lock(mutex);
         // An acceptance only says that the request has started.
-        if (acceptanceIds.count(message.uniqueID) != 0)
+        if (acceptanceIds.count(message.uniqueID) != 0) {
+            acceptedAt = std::chrono::steady_clock::now();
             return;
+        }
+        resultAt = std::chrono::steady_clock::now();
         payload.assign(message.data, message.data + message.size);
         results.push_back(message.uniqueID);
     }

@@ -3,6 +3,7 @@
 
 #include <OrvKit.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -33,6 +34,15 @@ public:
                    int timeoutMs);
     size_t lastPayloadSize();
 
+    // Where the last roundTrip() spent its time: from send() until the
+    // acceptance reached the listener, from there until the result reached
+    // the listener, and from there until the waiting thread ran again.
+    struct Phases
+    {
+        std::chrono::steady_clock::duration toAcceptance, toResult, toWaiter;
+    };
+    Phases lastPhases();
+
     void onOpenEnd() override;
     void onCloseEnd() override;
     void onMessage(OrvKitDef::CmdData& message) override;
@@ -45,6 +55,7 @@ private:
     std::set<unsigned long> acceptanceIds;
     std::deque<unsigned long> results;
     std::vector<uint8_t> payload;
+    std::chrono::steady_clock::time_point sentAt, acceptedAt, resultAt, wokenAt;
     std::unique_ptr<OrvKit> orvKit;
 };
 

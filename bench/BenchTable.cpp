@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <cstdio>
-#include <set>
 
 namespace {
 
@@ -87,28 +86,21 @@ double BenchTable::counter(const std::string& name, const std::string& key) cons
 
 void BenchTable::recordRows(std::ostream& out) const
 {
-    std::set<std::string> done;
     for (const std::string& name : order) {
         const std::vector<std::string> parts = split(name);
-        if (parts.size() != 4 || parts[0] != "records")
+        if (parts.size() != 3 || parts[0] != "records" || find(name) == nullptr)
             continue;
-        const std::string body = parts[2] + "/" + parts[3];
-        if (!done.insert(body).second)
-            continue;
-        const std::string label = parts[2] + (parts[3] == "one" ? "" : " " + parts[3]);
-        const auto speed = [&](const char* operation) {
-            return counter(std::string("records/") + operation + "/" + body, "bytes_per_second");
-        };
-        const double bodyBytes = counter("records/fromJson/" + body, "bytes");
-        const double archiveBytes = counter("records/serialize/" + body, "bytes");
-        const double fromJson = speed("fromJson"), bare = speed("bareParse");
-        const double serialize = speed("serialize"), unserialize = speed("unserialize"), copy = speed("memcpy");
-        row(out, "fromJson " + label + " (" + bytes(bodyBytes) + ")", rate(fromJson),
+        const std::string label = parts[1] + (parts[2] == "one" ? "" : " " + parts[2]);
+        const auto value = [&](const char* key) { return counter(name, key); };
+        const double fromJson = value("fromJson_Bps"), bare = value("bare_Bps");
+        const double serialize = value("serialize_Bps"), unserialize = value("unserialize_Bps"),
+                     copy = value("memcpy_Bps");
+        const std::string archive = " (" + bytes(value("archive_bytes")) + ")";
+        row(out, "fromJson " + label + " (" + bytes(value("body_bytes")) + ")", rate(fromJson),
             "QJsonDocument::fromJson " + rate(bare), times(bare / fromJson));
-        row(out, "serialize " + label + " (" + bytes(archiveBytes) + ")", rate(serialize), "memcpy " + rate(copy),
-            times(copy / serialize));
-        row(out, "unserialize " + label + " (" + bytes(archiveBytes) + ")", rate(unserialize),
-            "memcpy " + rate(copy), times(copy / unserialize));
+        row(out, "serialize " + label + archive, rate(serialize), "memcpy " + rate(copy), times(copy / serialize));
+        row(out, "unserialize " + label + archive, rate(unserialize), "memcpy " + rate(copy),
+            times(copy / unserialize));
     }
 }
 
@@ -126,6 +118,12 @@ void BenchTable::networkRows(std::ostream& out) const
             row(out, std::string("round trip ") + p + ", folders " + body + " (b = kit)", format("%.0f µs", kit),
                 "c = libcurl " + format("%.0f µs", curl), "b/c " + times(kit / curl));
         }
+    }
+    if (find(trip) != nullptr) {
+        row(out, "kit round trip p50 in parts: sendCommand → acceptance → result → waiting thread",
+            format("%.0f", counter(trip, "kit_in_p50_us")) + " + " + format("%.0f", counter(trip, "kit_middle_p50_us")) +
+                " + " + format("%.0f µs", counter(trip, "kit_out_p50_us")),
+            "-", "-");
     }
     const std::string flow = "throughput/five_in_flight";
     if (find(flow) != nullptr) {

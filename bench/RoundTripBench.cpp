@@ -43,7 +43,7 @@ void roundTrip(benchmark::State& state)
         return;
     }
     const size_t count = BenchOptions::requests();
-    BenchSamples qtSamples, kitSamples, curlSamples;
+    BenchSamples qtSamples, kitSamples, curlSamples, inSamples, middleSamples, outSamples;
     qtSamples.reserve(count);
     kitSamples.reserve(count);
     curlSamples.reserve(count);
@@ -59,6 +59,10 @@ void roundTrip(benchmark::State& state)
             const Clock::time_point t3 = Clock::now();
             qtSamples.add(t1 - t0);
             kitSamples.add(t2 - t1);
+            const BenchKitClient::Phases phases = rig->kit().lastPhases();
+            inSamples.add(phases.toAcceptance);
+            middleSamples.add(phases.toResult);
+            outSamples.add(phases.toWaiter);
             curlSamples.add(t3 - t2);
         }
     }
@@ -70,6 +74,9 @@ void roundTrip(benchmark::State& state)
     setMicroseconds(state, "qt", qtSamples);
     setMicroseconds(state, "kit", kitSamples);
     setMicroseconds(state, "curl", curlSamples);
+    state.counters["kit_in_p50_us"] = inSamples.percentile(50) * 1e6;
+    state.counters["kit_middle_p50_us"] = middleSamples.percentile(50) * 1e6;
+    state.counters["kit_out_p50_us"] = outSamples.percentile(50) * 1e6;
     state.counters["requests"] = static_cast<double>(count);
     state.counters["body_bytes"] = static_cast<double>(folders.bodyBytes);
 }
