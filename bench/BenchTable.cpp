@@ -176,3 +176,11 @@ void BenchTable::print(std::ostream& out) const
             out << "\nfailed: " << name << ": " << it->second.error << "\n";
     }
 }
+
+bool BenchTable::anyFailed() const
+{
+    for (const auto& result : results)
+        if (result.second.failed)
+            return true;
+    return false;
+}

@@ -16,6 +16,7 @@ class BenchTable : public benchmark::ConsoleReporter
 public:
     void ReportRuns(const std::vector<Run>& runs) override;
     void print(std::ostream& out) const;
+    bool anyFailed() const;
 
 private:
     struct Result

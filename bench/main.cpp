@@ -70,5 +70,5 @@ int main(int argc, char** argv)
     BenchRig::shutdown();
     table.print(std::cout);
     benchmark::Shutdown();
-    return 0;
+    return table.anyFailed() ? 1 : 0;
 }
