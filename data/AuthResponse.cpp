@@ -24,10 +24,10 @@ AuthResponse::~AuthResponse() = default;
 
 bool AuthResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    QJsonObject top;
-    if (!OrvJsonReader::parseObject(body, top))
+    OrvJsonText text;
+    if (!OrvJsonReader::parseObject(body, text))
         return false;
-    const OrvJsonReader reader(top);
+    const OrvJsonReader reader(text.top(), text.end());
     authFields(reader, *this);
     return true;
 } catch (...) {

@@ -71,10 +71,10 @@ BookmarksDestsResponse::~BookmarksDestsResponse() = default;
 bool BookmarksDestsResponse::fromJson(const std::vector<uint8_t>& body)
 try {
     // No destinations at all is a failed parse, not an empty list.
-    QJsonArray top;
-    if (!OrvJsonReader::parseArray(body, top))
+    OrvJsonText text;
+    if (!OrvJsonReader::parseArray(body, text))
         return false;
-    OrvJsonReader::fill(top, dests, destFields);
+    OrvJsonReader::fill(text.top(), text.end(), dests, destFields);
     return true;
 } catch (...) {
     return false;

@@ -42,10 +42,10 @@ BookmarksFoldersResponse::~BookmarksFoldersResponse() = default;
 
 bool BookmarksFoldersResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    QJsonObject top;
-    if (!OrvJsonReader::parseObject(body, top))
+    OrvJsonText text;
+    if (!OrvJsonReader::parseObject(body, text))
         return false;
-    const OrvJsonReader reader(top);
+    const OrvJsonReader reader(text.top(), text.end());
     foldersFields(reader, *this);
     return true;
 } catch (...) {

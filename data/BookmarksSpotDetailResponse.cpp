@@ -55,10 +55,10 @@ BookmarksSpotDetailResponse::~BookmarksSpotDetailResponse() = default;
 
 bool BookmarksSpotDetailResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    QJsonObject top;
-    if (!OrvJsonReader::parseObject(body, top))
+    OrvJsonText text;
+    if (!OrvJsonReader::parseObject(body, text))
         return false;
-    const OrvJsonReader reader(top);
+    const OrvJsonReader reader(text.top(), text.end());
     spotDetailFields(reader, *this);
     return true;
 } catch (...) {

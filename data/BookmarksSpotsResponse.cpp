@@ -64,10 +64,10 @@ BookmarksSpotsResponse::~BookmarksSpotsResponse() = default;
 
 bool BookmarksSpotsResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    QJsonObject top;
-    if (!OrvJsonReader::parseObject(body, top))
+    OrvJsonText text;
+    if (!OrvJsonReader::parseObject(body, text))
         return false;
-    const OrvJsonReader reader(top);
+    const OrvJsonReader reader(text.top(), text.end());
     spotsFields(reader, *this);
     return true;
 } catch (...) {

@@ -21,10 +21,10 @@ CertificateResponse::~CertificateResponse() = default;
 
 bool CertificateResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    QJsonObject top;
-    if (!OrvJsonReader::parseObject(body, top))
+    OrvJsonText text;
+    if (!OrvJsonReader::parseObject(body, text))
         return false;
-    const OrvJsonReader reader(top);
+    const OrvJsonReader reader(text.top(), text.end());
     certificateFields(reader, *this);
     return true;
 } catch (...) {

@@ -20,12 +20,13 @@ ErrorResponse::~ErrorResponse() = default;
 
 bool ErrorResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    QJsonObject top;
-    if (!OrvJsonReader::parseObject(body, top))
+    OrvJsonText text;
+    if (!OrvJsonReader::parseObject(body, text))
         return false;
     // A missing "error", or one that is not an object, is still a success
     // with empty members: only the top level is tested for emptiness.
-    const OrvJsonReader error(top.value(QLatin1String("error")).toObject());
+    const OrvJsonReader top(text.top(), text.end());
+    const OrvJsonReader error = top.object("error");
     errorFields(error, *this);
     return true;
 } catch (...) {

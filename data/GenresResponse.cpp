@@ -56,10 +56,10 @@ GenresResponse::~GenresResponse() = default;
 
 bool GenresResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    QJsonObject top;
-    if (!OrvJsonReader::parseObject(body, top))
+    OrvJsonText text;
+    if (!OrvJsonReader::parseObject(body, text))
         return false;
-    const OrvJsonReader reader(top);
+    const OrvJsonReader reader(text.top(), text.end());
     genresFields(reader, *this);
     return true;
 } catch (...) {

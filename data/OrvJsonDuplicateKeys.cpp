@@ -1,5 +1,7 @@
 #include "data/OrvJsonDuplicateKeys.h"
 
+#include "data/OrvJsonText.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -217,6 +219,24 @@ bool sharePrint(std::vector<RawKey>& keys, size_t begin)
     return std::adjacent_find(prints.begin(), prints.end()) != prints.end();
 }
 
+// Bytes that the first pass stops at outside strings.
+struct ByteClasses
+{
+    bool structural[256] = {};
+    constexpr ByteClasses()
+    {
+        for (unsigned char c : {'{', '[', '}', ']', ',', ':', '"'})
+            structural[c] = true;
+    }
+};
+
+constexpr ByteClasses kBytes;
+
+size_t stringStop(const char* text, size_t at, size_t length)
+{
+    return static_cast<size_t>(OrvJsonText::findStringStop(text + at, text + length) - text);
+}
+
 } // namespace
 
 // Follows the text exactly as renameEarlier() does, but keeps keys as raw
@@ -231,8 +251,13 @@ bool OrvJsonDuplicateKeys::mayRepeat(const char* source, size_t length)
         bool expectKey;
         size_t keysBegin;
     };
-    std::vector<Level> stack;
-    std::vector<RawKey> keys;
+    // Kept between calls, so that a body costs no allocation here.
+    thread_local std::vector<Level> stackStorage;
+    thread_local std::vector<RawKey> keyStorage;
+    std::vector<Level>& stack = stackStorage;
+    std::vector<RawKey>& keys = keyStorage;
+    stack.clear();
+    keys.clear();
     size_t at = 0;
     while (at < length) {
         const unsigned char c = text[at];
@@ -259,17 +284,14 @@ bool OrvJsonDuplicateKeys::mayRepeat(const char* source, size_t length)
             Level* level = stack.empty() ? nullptr : &stack.back();
             const bool isKey = level != nullptr && level->object && level->expectKey;
             const size_t start = ++at;
-            // Strings are short: a plain loop beats searching twice.
-            while (at < length && text[at] != '"' && text[at] != '\\')
-                ++at;
+            at = stringStop(source, at, length);
             while (at < length && text[at] == '\\') {
                 if (isKey)
                     return true;
                 at += 2;
                 if (at > length)
                     return false;
-                while (at < length && text[at] != '"' && text[at] != '\\')
-                    ++at;
+                at = stringStop(source, at, length);
             }
             if (at >= length)
                 return false;
@@ -279,7 +301,9 @@ bool OrvJsonDuplicateKeys::mayRepeat(const char* source, size_t length)
                 keys.push_back(RawKey{fingerprint(text + start, at - 1 - start)});
             }
         } else {
-            ++at;
+            // Numbers, literals and white space.
+            while (++at < length && !kBytes.structural[text[at]]) {
+            }
         }
     }
     return false;

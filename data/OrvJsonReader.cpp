@@ -1,55 +1,135 @@
 #include "data/OrvJsonReader.h"
 
-#include "data/OrvJsonDuplicateKeys.h"
+#include <QJsonValue>
 
-#include <QByteArray>
-#include <QString>
-
-#include <cstring>
 #include <limits>
 
-QJsonDocument OrvJsonReader::parse(const std::vector<uint8_t>& body)
+OrvJsonReader::OrvJsonReader(const char* at, const char* end)
+    : textEnd(end), resume(at != nullptr && at < end && *at == '{' ? at + 1 : nullptr)
 {
-    const char* start = reinterpret_cast<const char*>(body.data());
-    size_t length = body.size();
-    if (const void* zero = length > 0 ? std::memchr(start, 0, length) : nullptr)
-        length = static_cast<size_t>(static_cast<const char*>(zero) - start);
-    if (length == 0 || length > static_cast<size_t>(std::numeric_limits<int>::max()))
-        return QJsonDocument();
-    // Repeated keys would make Qt leak the values it drops.
-    std::string renamed;
-    if (OrvJsonDuplicateKeys::renameEarlier(start, length, renamed)) {
-        if (renamed.size() > static_cast<size_t>(std::numeric_limits<int>::max()))
-            return QJsonDocument();
-        return QJsonDocument::fromJson(QByteArray(renamed.data(), static_cast<int>(renamed.size())));
+    // Not an object: no members, and nothing to finish.
+    if (resume == nullptr)
+        close = at != nullptr && at < end ? OrvJsonText::skipValue(at, end) : end;
+}
+
+bool OrvJsonReader::indexNext() const
+{
+    if (resume == nullptr)
+        return false;
+    const char* at = resumeAtValue ? OrvJsonText::skipValue(resume, textEnd) : resume;
+    at = OrvJsonText::skipSpace(at, textEnd);
+    if (at < textEnd && *at == ',')
+        at = OrvJsonText::skipSpace(at + 1, textEnd);
+    if (at >= textEnd || *at != '"') {
+        // The closing brace.
+        close = at < textEnd ? at + 1 : textEnd;
+        resume = nullptr;
+        return false;
     }
-    // The parser copies what it keeps, so the body need not be copied first.
-    return QJsonDocument::fromJson(QByteArray::fromRawData(start, static_cast<int>(length)));
-}
-
-bool OrvJsonReader::parseObject(const std::vector<uint8_t>& body, QJsonObject& object)
-{
-    const QJsonDocument document = parse(body);
-    if (document.isNull())
+    Member next;
+    next.key = at;
+    next.escaped = false;
+    at = OrvJsonText::findStringStop(at + 1, textEnd);
+    while (at < textEnd && *at == '\\') {
+        next.escaped = true;
+        at = textEnd - at < 2 ? textEnd : OrvJsonText::findStringStop(at + 2, textEnd);
+    }
+    if (at >= textEnd) {
+        close = textEnd;
+        resume = nullptr;
         return false;
-    object = document.object();
-    return !object.isEmpty();
+    }
+    next.keyLength = static_cast<size_t>(at - next.key - 1);
+    at = OrvJsonText::skipSpace(at + 1, textEnd);
+    if (at < textEnd && *at == ':')
+        ++at;
+    next.value = OrvJsonText::skipSpace(at, textEnd);
+    if (count < kInlineMembers)
+        inlineMembers[count] = next;
+    else
+        moreMembers.push_back(next);
+    ++count;
+    resume = next.value;
+    resumeAtValue = true;
+    return true;
 }
 
-bool OrvJsonReader::parseArray(const std::vector<uint8_t>& body, QJsonArray& array)
+bool OrvJsonReader::matches(size_t index, const char* key, size_t keyLength) const
 {
-    const QJsonDocument document = parse(body);
-    if (document.isNull())
-        return false;
-    array = document.array();
-    return !array.isEmpty();
+    const Member& candidate = member(index);
+    if (!candidate.escaped)
+        return candidate.keyLength == keyLength && std::memcmp(candidate.key + 1, key, keyLength) == 0;
+    return OrvJsonText::stringEquals(candidate.key, textEnd, key, keyLength);
 }
 
-std::string OrvJsonReader::toText(const QJsonValue& value)
+const char* OrvJsonReader::find(const char* key) const
 {
-    if (!value.isString())
+    const size_t keyLength = std::strlen(key);
+    // Keys are asked for mostly in the order of the text: look after the last
+    // find first, then further on in the text, and only then before it.
+    for (size_t i = cursor; i < count; ++i) {
+        if (matches(i, key, keyLength)) {
+            cursor = i + 1;
+            return member(i).value;
+        }
+    }
+    while (indexNext()) {
+        if (matches(count - 1, key, keyLength)) {
+            cursor = count;
+            return member(count - 1).value;
+        }
+    }
+    for (size_t i = 0; i < cursor && i < count; ++i) {
+        if (matches(i, key, keyLength)) {
+            cursor = i + 1;
+            return member(i).value;
+        }
+    }
+    return nullptr;
+}
+
+bool OrvJsonReader::isEmpty() const
+{
+    return count == 0 && !indexNext();
+}
+
+const char* OrvJsonReader::finish() const
+{
+    while (indexNext()) {
+    }
+    return close;
+}
+
+std::string OrvJsonReader::textAt(const char* value, const char* end, const char*& after)
+{
+    if (value == nullptr || value >= end || *value != '"')
         return std::string();
-    return toUtf8(value.toString());
+    return OrvJsonText::decodeString(value, end, after);
+}
+
+namespace {
+
+// Qt reads every value that is not a string, object, array or literal as a
+// number; those it accepts begin with a digit, '-' or '.'.
+bool isNumber(const char* value, const char* end)
+{
+    return value != nullptr && value < end && (*value == '-' || *value == '.' || (*value >= '0' && *value <= '9'));
+}
+
+} // namespace
+
+uint32_t OrvJsonReader::numberAt(const char* value, const char* end, const char*& after)
+{
+    if (!isNumber(value, end))
+        return 0;
+    return static_cast<uint32_t>(OrvJsonText::number(value, end, after).toInt());
+}
+
+double OrvJsonReader::realAt(const char* value, const char* end, const char*& after)
+{
+    if (!isNumber(value, end))
+        return 0.0;
+    return OrvJsonText::number(value, end, after).toDouble();
 }
 
 // Same bytes as QString::toStdString(), an unpaired surrogate included (it

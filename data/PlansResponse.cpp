@@ -95,10 +95,10 @@ PlansResponse::~PlansResponse() = default;
 bool PlansResponse::fromJson(const std::vector<uint8_t>& body)
 try {
     // No plans at all is a failed parse, not an empty list.
-    QJsonArray top;
-    if (!OrvJsonReader::parseArray(body, top))
+    OrvJsonText text;
+    if (!OrvJsonReader::parseArray(body, text))
         return false;
-    OrvJsonReader::fill(top, plans, planFields);
+    OrvJsonReader::fill(text.top(), text.end(), plans, planFields);
     return true;
 } catch (...) {
     return false;

@@ -20,19 +20,14 @@ PlansSummaryResponse::~PlansSummaryResponse() = default;
 
 bool PlansSummaryResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    QJsonObject top;
-    if (!OrvJsonReader::parseObject(body, top))
+    OrvJsonText text;
+    if (!OrvJsonReader::parseObject(body, text))
         return false;
-    const OrvJsonReader reader(top);
+    const OrvJsonReader reader(text.top(), text.end());
     reader.number("all", all);
-    startDateTimes.clear();
-    const QJsonArray plans = reader.value("plans").toArray();
-    startDateTimes.reserve(static_cast<size_t>(plans.size()));
     // One entry per plan, even when a plan has no start time.
-    for (int i = 0; i < plans.size(); ++i) {
-        const QJsonValue startDateTime = plans.at(i).toObject().value(QLatin1String("startDateTime"));
-        startDateTimes.push_back(OrvJsonReader::toText(startDateTime));
-    }
+    reader.list("plans", startDateTimes,
+                [](const OrvJsonReader& plan, std::string& startDateTime) { plan.text("startDateTime", startDateTime); });
     return true;
 } catch (...) {
     return false;
