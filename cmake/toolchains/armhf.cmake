@@ -51,5 +51,6 @@ if(ORVKIT_QEMU_ARM)
     "${ORVKIT_QEMU_ARM};-L;${ORVKIT_ARMHF_SYSROOT};-E;ORVKIT_TEST_EMULATOR=${ORVKIT_QEMU_ARM};-E;QEMU_LD_PREFIX=${ORVKIT_ARMHF_SYSROOT}")
 endif()
 
-# Qt's moc and rcc come from the build machine (cmake/OrvKitCrossTools.cmake).
+# Qt's moc and rcc come from the build machine: cmake/OrvKitCrossTools.cmake
+# points the imported targets at ORVKIT_HOST_QT_BINDIR once Qt is found.
 set(ORVKIT_HOST_QT_BINDIR "/usr/lib/qt5/bin" CACHE PATH "Directory of the build machine's Qt tools")
