@@ -109,32 +109,6 @@ bool OrvJsonText::parse(const std::vector<uint8_t>& body, bool array)
     return topValue < textEnd;
 }
 
-const char* OrvJsonText::skipSpace(const char* at, const char* end)
-{
-    while (at < end && (*at == ' ' || *at == '\t' || *at == '\n' || *at == '\r'))
-        ++at;
-    return at;
-}
-
-const char* OrvJsonText::findStringStop(const char* at, const char* end)
-{
-    // Eight bytes at a time while none of them is a quote or a backslash.
-    const uint64_t ones = 0x0101010101010101ull;
-    const uint64_t highs = 0x8080808080808080ull;
-    while (end - at >= 8) {
-        uint64_t word;
-        std::memcpy(&word, at, sizeof word);
-        const uint64_t quotes = word ^ (ones * '"');
-        const uint64_t slashes = word ^ (ones * '\\');
-        if ((((quotes - ones) & ~quotes) | ((slashes - ones) & ~slashes)) & highs)
-            break;
-        at += 8;
-    }
-    while (at < end && *at != '"' && *at != '\\')
-        ++at;
-    return at;
-}
-
 const char* OrvJsonText::skipString(const char* at, const char* end)
 {
     ++at;

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -30,9 +31,31 @@ public:
     const char* top() const { return topValue; }
     const char* end() const { return textEnd; }
 
-    static const char* skipSpace(const char* at, const char* end);
+    static const char* skipSpace(const char* at, const char* end)
+    {
+        while (at < end && (*at == ' ' || *at == '\t' || *at == '\n' || *at == '\r'))
+            ++at;
+        return at;
+    }
     // The first '"' or backslash from at on, or end.
-    static const char* findStringStop(const char* at, const char* end);
+    static const char* findStringStop(const char* at, const char* end)
+    {
+        // Eight bytes at a time while none of them is a quote or a backslash.
+        const uint64_t ones = 0x0101010101010101ull;
+        const uint64_t highs = 0x8080808080808080ull;
+        while (end - at >= 8) {
+            uint64_t word;
+            std::memcpy(&word, at, sizeof word);
+            const uint64_t quotes = word ^ (ones * '"');
+            const uint64_t slashes = word ^ (ones * '\\');
+            if ((((quotes - ones) & ~quotes) | ((slashes - ones) & ~slashes)) & highs)
+                break;
+            at += 8;
+        }
+        while (at < end && *at != '"' && *at != '\\')
+            ++at;
+        return at;
+    }
     // From the first character of a value to just after it.
     static const char* skipValue(const char* at, const char* end);
     // From an opening quote to just after the closing one.
