@@ -109,7 +109,7 @@ void BenchTable::networkRows(std::ostream& out) const
     const std::string trip = "roundtrip/folders";
     if (find(trip) != nullptr) {
         const std::string body = bytes(counter(trip, "body_bytes"));
-        for (const char* p : {"p50", "p99"}) {
+        for (const char* p : {"p50", "p90", "p99"}) {
             const std::string key = std::string("_") + p + "_us";
             const double kit = counter(trip, "kit" + key), qt = counter(trip, "qt" + key),
                          curl = counter(trip, "curl" + key);

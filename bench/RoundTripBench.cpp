@@ -19,6 +19,7 @@ typedef BenchSamples::Clock Clock;
 void setMicroseconds(benchmark::State& state, const std::string& name, const BenchSamples& samples)
 {
     state.counters[name + "_p50_us"] = samples.percentile(50) * 1e6;
+    state.counters[name + "_p90_us"] = samples.percentile(90) * 1e6;
     state.counters[name + "_p99_us"] = samples.percentile(99) * 1e6;
 }
 
