@@ -412,8 +412,9 @@ void FaultSoak::run()
     EXPECT_EQ(plan.unknownRequests(), 0) << "requests that no command sends";
     EXPECT_GE(sent, target);
 #ifndef ORVKIT_SOAK_SANITIZED
-    if (longRun)
+    if (longRun) {
         EXPECT_LE(rssEnd - rssStart, kRssGrowthLimitKb) << "resident memory grew from " << rssStart << " kB";
+    }
 #else
     (void)longRun;
 #endif
