@@ -140,14 +140,15 @@ void BenchTable::networkRows(std::ostream& out) const
         const std::string life = std::string("lifecycle/open_") + when;
         if (find(life) == nullptr)
             continue;
-        const std::string label = when[0] == 'a' ? "right after construction" : "100-200 ms after construction";
-        row(out, "open() → onOpenEnd, " + label + ", p50 / max",
+        const bool atOnce = when[0] == 'a';
+        row(out, std::string("open() → onOpenEnd, ") + (atOnce ? "right after construction" : "100-200 ms after construction") +
+            ", p50 / max",
             format("%.1f ms", counter(life, "open_p50_ms")) + " / " + format("%.1f ms", counter(life, "open_max_ms")),
             "-", "-");
-        if (when[0] == 'a') {
+        if (atOnce)
             row(out, "close() → onCloseEnd, p50", format("%.1f ms", counter(life, "close_p50_ms")), "-", "-");
-            row(out, "~OrvKit after close, p50", format("%.1f ms", counter(life, "destroy_p50_ms")), "-", "-");
-        }
+        row(out, std::string("~OrvKit ") + (atOnce ? "right after onCloseEnd" : "100-200 ms after onCloseEnd") + ", p50",
+            format("%.1f ms", counter(life, "destroy_p50_ms")), "-", "-");
     }
     const std::string foot = "footprint/rss_and_size";
     if (find(foot) != nullptr) {

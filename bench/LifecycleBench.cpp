@@ -22,8 +22,8 @@ namespace {
 typedef BenchSamples::Clock Clock;
 
 // As an application does it: construct, register, open, and later close and
-// destroy. With a delay, open() comes once the worker thread has started to
-// poll for it; the delays spread over one poll period.
+// destroy. With a delay, open() and the destructor come once the worker
+// thread has gone back to polling; the delays spread over one poll period.
 void openClose(benchmark::State& state, bool delayed)
 {
     BenchSamples opens, closes, destroys;
@@ -42,13 +42,18 @@ void openClose(benchmark::State& state, bool delayed)
         const Clock::time_point t1 = Clock::now();
         client->kit().close();
         ok = ok && client->waitClose(5000);
+        const Clock::time_point closed = Clock::now();
+        if (delayed) {
+            const size_t spread = BenchOptions::lifecycles();
+            std::this_thread::sleep_for(std::chrono::microseconds(100000 + 100000 * (cycle * 7 % spread) / spread));
+        }
         const Clock::time_point t2 = Clock::now();
         client.reset();
         const Clock::time_point t3 = Clock::now();
         if (!ok)
             break;
         opens.add(t1 - t0);
-        closes.add(t2 - t1);
+        closes.add(closed - t1);
         destroys.add(t3 - t2);
         state.SetIterationTime(std::chrono::duration<double>(t1 - t0).count());
     }
