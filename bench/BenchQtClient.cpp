@@ -76,8 +76,3 @@ size_t BenchQtClient::getConcurrently(const std::vector<QNetworkRequest>& reques
         loop.exec();
     return good;
 }
-
-size_t BenchQtClient::getTogether(const std::vector<QNetworkRequest>& requests)
-{
-    return getConcurrently(requests, requests.size(), requests.size());
-}

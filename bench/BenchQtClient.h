@@ -26,9 +26,6 @@ public:
     // total GETs over requests in turn, inFlight at a time; returns how many
     // ended with status 200.
     size_t getConcurrently(const std::vector<QNetworkRequest>& requests, size_t inFlight, size_t total);
-    // All requests at once; returns when every one has finished, with how
-    // many ended with status 200.
-    size_t getTogether(const std::vector<QNetworkRequest>& requests);
 
 private:
     std::unique_ptr<QNetworkAccessManager> manager;

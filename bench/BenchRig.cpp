@@ -52,7 +52,7 @@ std::string BenchRig::origin() const
     return server->origin();
 }
 
-std::unique_ptr<BenchKitClient> BenchRig::freshKit() const
+std::unique_ptr<BenchKitClient> BenchRig::openKit() const
 {
     OrvKitPreferences preferences;
     preferences.apiServerOrigin = server->origin();
@@ -98,7 +98,7 @@ bool BenchRig::start()
         return false;
     }
 
-    kitClient = freshKit();
+    kitClient = openKit();
     if (!kitClient) {
         std::fprintf(stderr, "bench: the kit did not open\n");
         return false;

@@ -36,14 +36,14 @@ public:
 
     std::string origin() const;
     BenchKitClient& kit() { return *kitClient; }
-    // Another kit, open and pointed at the server, that has sent no command yet.
-    std::unique_ptr<BenchKitClient> freshKit() const;
     // The folders command first, then spots, destinations, plans and the info summary.
     const std::vector<Target>& targets() const { return commands; }
 
 private:
     BenchRig();
     bool start();
+    // A kit, open and pointed at the server; null when it did not open.
+    std::unique_ptr<BenchKitClient> openKit() const;
 
     std::unique_ptr<TestPki> pki;
     std::unique_ptr<TestHttpsServer> server;

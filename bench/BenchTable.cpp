@@ -127,14 +127,9 @@ void BenchTable::networkRows(std::ostream& out) const
     }
     const std::string flow = "throughput/five_in_flight";
     if (find(flow) != nullptr) {
-        const double kit = counter(flow, "kit_per_s"), qt = counter(flow, "qt_per_s"),
-                     full = counter(flow, "qt_full_per_s");
-        row(out, "throughput, waves of 5 in flight", format("%.0f req/s", kit),
+        const double kit = counter(flow, "kit_per_s"), qt = counter(flow, "qt_per_s");
+        row(out, "throughput, 5 requests kept in flight", format("%.0f req/s", kit),
             "bare Qt " + format("%.0f req/s", qt), "b/a " + times(qt / kit));
-        row(out, "throughput, 5 in flight kept full", "not safe (answers lost)",
-            "bare Qt " + format("%.0f req/s", full), "-");
-        row(out, "waves of 5 that lost an answer", format("%.0f", counter(flow, "kit_waves_lost")) + " of " +
-            format("%.0f", counter(flow, "kit_waves")), "-", "-");
     }
     for (const char* when : {"at_once", "later"}) {
         const std::string life = std::string("lifecycle/open_") + when;

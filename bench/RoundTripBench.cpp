@@ -9,7 +9,6 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <memory>
 #include <string>
 
 namespace {
@@ -82,16 +81,9 @@ void roundTrip(benchmark::State& state)
     state.counters["body_bytes"] = static_cast<double>(folders.bodyBytes);
 }
 
-// Five requests in flight, in waves: five different commands through the
-// kit, the same five URLs through Qt; the next wave starts when all five
-// have answered. The kit cannot be kept full: a command's handle keeps
-// pointing at the pool slot of its last request, and sending that command
-// again cancels whatever another command has started in that slot since,
-// and the cancelled command is never answered. Waves sent in one order on a
-// kit that has run none of these commands before keep each command in its
-// own slot as long as all five start before the first one ends. A wave that
-// loses an answer all the same is counted and left out of the timing, and a
-// fresh kit takes over, since the old one's handles now cross.
+// Five requests kept in flight: five different commands through the kit
+// (one request per command kind at a time), each sent again as soon as its
+// answer is in; the same five URLs through Qt. The two take turns in blocks.
 void throughput(benchmark::State& state)
 {
     BenchRig* rig = BenchRig::instance();
@@ -103,90 +95,64 @@ void throughput(benchmark::State& state)
     std::vector<QNetworkRequest> requests;
     for (const BenchRig::Target& target : targets)
         requests.push_back(BenchQtClient::request(target.url, target.authorization));
-    std::unique_ptr<BenchKitClient> kit = rig->freshKit();
-    if (!kit) {
-        state.SkipWithError("no second kit");
-        return;
-    }
-    // True when all five answered; false when one was lost or failed.
-    const auto kitWave = [&] {
-        unsigned long id = 0;
-        while (kit->waitResult(id, 0)) {
-        }
-        for (const BenchRig::Target& target : targets) {
-            if (!kit->send(target.command, target.data))
+    BenchKitClient& kit = rig->kit();
+    // n requests through the kit, five at a time; false when an answer is missing or wrong.
+    const auto kitRun = [&](size_t n) {
+        size_t sent = 0;
+        for (; sent < targets.size() && sent < n; ++sent) {
+            if (!kit.send(targets[sent].command, targets[sent].data))
                 return false;
         }
-        std::vector<bool> answered(targets.size(), false);
-        for (size_t done = 0; done < targets.size(); ++done) {
-            if (!kit->waitResult(id, 200))
+        for (size_t done = 0; done < n; ++done) {
+            unsigned long id = 0;
+            if (!kit.waitResult(id, 5000))
                 return false;
             size_t which = 0;
             while (which < targets.size() && targets[which].resultId != id)
                 ++which;
-            if (which == targets.size() || answered[which])
+            if (which == targets.size())
                 return false;
-            answered[which] = true;
+            if (sent < n) {
+                if (!kit.send(targets[which].command, targets[which].data))
+                    return false;
+                ++sent;
+            }
         }
         return true;
     };
-    // A fresh kit opens its five connections with one untimed wave.
-    const auto replaceKit = [&] {
-        for (int attempt = 0; attempt < 5; ++attempt) {
-            kit.reset();
-            kit = rig->freshKit();
-            if (kit && kitWave())
-                return true;
-        }
-        return false;
-    };
     BenchQtClient qt;
-    if (qt.getTogether(requests) != requests.size() || !replaceKit()) {
+    // Both open their five connections before timing starts.
+    if (qt.getConcurrently(requests, targets.size(), targets.size()) != targets.size() ||
+        !kitRun(targets.size())) {
         state.SkipWithError("a warm-up request failed");
         return;
     }
 
-    const size_t waves = std::max<size_t>(1, BenchOptions::requests() / targets.size());
-    const size_t blockWaves = 20;
-    double qtSeconds = 0.0, kitSeconds = 0.0, fullSeconds = 0.0;
-    size_t wavesDone = 0, kitWaves = 0, kitLost = 0;
+    const size_t total = BenchOptions::requests();
+    const size_t block = 100;
+    double qtSeconds = 0.0, kitSeconds = 0.0;
+    size_t done = 0;
     bool ok = true;
     for (auto _ : state) {
-        while (ok && wavesDone < waves) {
-            const size_t n = std::min(blockWaves, waves - wavesDone);
+        while (ok && done < total) {
+            const size_t n = std::min(block, total - done);
             const Clock::time_point t0 = Clock::now();
-            for (size_t w = 0; w < n && ok; ++w)
-                ok = qt.getTogether(requests) == requests.size();
+            ok = qt.getConcurrently(requests, targets.size(), n) == n;
             const Clock::time_point t1 = Clock::now();
-            for (size_t w = 0; w < n && ok; ++w) {
-                const Clock::time_point start = Clock::now();
-                if (kitWave()) {
-                    kitSeconds += std::chrono::duration<double>(Clock::now() - start).count();
-                    ++kitWaves;
-                } else {
-                    ++kitLost;
-                    ok = replaceKit();
-                }
-            }
+            ok = ok && kitRun(n);
             const Clock::time_point t2 = Clock::now();
-            const size_t total = n * targets.size();
-            ok = ok && qt.getConcurrently(requests, targets.size(), total) == total;
-            const Clock::time_point t3 = Clock::now();
             qtSeconds += std::chrono::duration<double>(t1 - t0).count();
-            fullSeconds += std::chrono::duration<double>(t3 - t2).count();
-            wavesDone += n;
+            kitSeconds += std::chrono::duration<double>(t2 - t1).count();
+            done += n;
         }
     }
-    if (!ok || kitWaves == 0) {
-        state.SkipWithError("a request failed");
+    if (!ok) {
+        state.SkipWithError("a request failed or an answer never came");
         return;
     }
-    const double total = static_cast<double>(wavesDone * targets.size());
-    state.counters["qt_per_s"] = total / qtSeconds;
-    state.counters["kit_per_s"] = static_cast<double>(kitWaves * targets.size()) / kitSeconds;
-    state.counters["qt_full_per_s"] = total / fullSeconds;
-    state.counters["kit_waves"] = static_cast<double>(kitWaves + kitLost);
-    state.counters["kit_waves_lost"] = static_cast<double>(kitLost);
+    state.counters["qt_per_s"] = static_cast<double>(done) / qtSeconds;
+    state.counters["kit_per_s"] = static_cast<double>(done) / kitSeconds;
+    state.counters["requests"] = static_cast<double>(done);
 }
 
 } // namespace
