@@ -500,17 +500,27 @@ void OrvCloudSimulator::issueCertificate(Environment environment, const Request&
     answer(response, 200, certificate);
 }
 
-void OrvCloudSimulator::updateShadow(Environment environment, const Request& request, Response& response)
+// Only a certificate from the device CA whose subject names the thing may act on its shadow.
+bool OrvCloudSimulator::thingMayAct(const Request& request, const std::string& thing, const char* verb,
+                                    Response& response)
 {
-    const std::string thing = request.matches[1];
     std::string presented;
     const int peer = OrvSimPki::checkPeer(request.ssl, thing, &presented);
     if (peer == 0) {
         failDevice(response, 401, "a client certificate from the device CA is required");
-        return;
+        return false;
     }
     if (peer < 0) {
-        failDevice(response, 403, "the certificate of \"" + presented + "\" may not update \"" + thing + "\"");
+        failDevice(response, 403, "the certificate of \"" + presented + "\" may not " + verb + " \"" + thing + "\"");
+        return false;
+    }
+    return true;
+}
+
+void OrvCloudSimulator::updateShadow(Environment environment, const Request& request, Response& response)
+{
+    const std::string thing = request.matches[1];
+    if (!thingMayAct(request, thing, "update", response)) {
         return;
     }
     if (request.get_header_value("Content-Type").find("application/json") == std::string::npos) {
@@ -534,14 +544,7 @@ void OrvCloudSimulator::updateShadow(Environment environment, const Request& req
 void OrvCloudSimulator::readShadow(Environment environment, const Request& request, Response& response)
 {
     const std::string thing = request.matches[1];
-    std::string presented;
-    const int peer = OrvSimPki::checkPeer(request.ssl, thing, &presented);
-    if (peer == 0) {
-        failDevice(response, 401, "a client certificate from the device CA is required");
-        return;
-    }
-    if (peer < 0) {
-        failDevice(response, 403, "the certificate of \"" + presented + "\" may not read \"" + thing + "\"");
+    if (!thingMayAct(request, thing, "read", response)) {
         return;
     }
     QJsonObject document;

@@ -114,6 +114,8 @@ private:
     void signIn(Environment environment, const httplib::Request& request, httplib::Response& response);
     bool authorised(Environment environment, const httplib::Request& request, httplib::Response& response);
     void issueCertificate(Environment environment, const httplib::Request& request, httplib::Response& response);
+    bool thingMayAct(const httplib::Request& request, const std::string& thing, const char* verb,
+                     httplib::Response& response);
     void updateShadow(Environment environment, const httplib::Request& request, httplib::Response& response);
     void readShadow(Environment environment, const httplib::Request& request, httplib::Response& response);
 
