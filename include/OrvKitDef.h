@@ -60,6 +60,43 @@ enum : unsigned char {
     REQUEST_ERROR_EMPTY_DATA = 0x02
 };
 
+// One-byte result codes carried by MSG_LOGIN_RESULT_ERROR and MSG_RESULT_ERROR
+// for the sign-in and navigation API servers.
+enum ResultCode : unsigned char {
+    RESULT_REPLY_NOT_USABLE = 64,       // status 200 but the reply did not pass
+    RESULT_UNAUTHORIZED = 80,           // 401 E4011001
+    RESULT_TOKEN_EXPIRED = 81,          // 401 E4019xxx
+    RESULT_UNAUTHORIZED_I4011001 = 82,
+    RESULT_UNAUTHORIZED_I4011002 = 83,
+    RESULT_UNAUTHORIZED_I4011004 = 84,
+    RESULT_BAD_REQUEST_E4001001 = 96,
+    RESULT_BAD_REQUEST_E4001002 = 97,
+    RESULT_FORBIDDEN = 112,             // 403
+    RESULT_NOT_FOUND = 128,             // 404 E4041001
+    RESULT_NOT_FOUND_UNRECOGNISED = 129, // 404 with a code not 8 characters long
+    RESULT_SERVER_ERROR = 144,          // 500 E5001001
+    RESULT_UNAVAILABLE = 160,           // 503 I5031001
+    RESULT_LOGIN_NETWORK_FAILURE = 176,
+    RESULT_NETWORK_FAILURE = 177,
+    RESULT_UNCLASSIFIED = 178
+};
+
+// One-byte result codes carried by MSG_CERTIFICATE_ERROR and, for position
+// reports, MSG_RESULT_ERROR: the certificate and device-shadow endpoints.
+enum DeviceResultCode : unsigned char {
+    DEVICE_RESULT_UNCLASSIFIED = 0,
+    DEVICE_RESULT_BAD_REQUEST = 192,           // 400
+    DEVICE_RESULT_UNAUTHORIZED = 193,          // 401
+    DEVICE_RESULT_METHOD_NOT_ALLOWED = 194,    // 405
+    DEVICE_RESULT_CONFLICT = 195,              // 409
+    DEVICE_RESULT_PAYLOAD_TOO_LARGE = 196,     // 413
+    DEVICE_RESULT_UNSUPPORTED_MEDIA_TYPE = 197, // 415
+    DEVICE_RESULT_TOO_MANY_REQUESTS = 198,     // 429
+    DEVICE_RESULT_SERVER_ERROR = 199,          // 500
+    DEVICE_RESULT_UNAVAILABLE = 200,           // 503
+    DEVICE_RESULT_TIMEOUT = 201                // time-out or cancelled, no status
+};
+
 // Server codes, the maker code and header names shared by the library.
 static const std::string kCodeE4001001 = "E4001001";
 static const std::string kCodeE4001002 = "E4001002";

@@ -572,36 +572,36 @@ void OrvServerService::onFinishOrvaneAssistErrorSet(unsigned int networkError, u
                                                     const std::vector<uint8_t>& body, unsigned int context,
                                                     std::vector<uint8_t>& out)
 {
-    unsigned char code = 0xB2;
+    unsigned char code = RESULT_UNCLASSIFIED;
     if ((networkError >= 1 && networkError <= 7) || networkError == 99) {
-        code = context == CONTEXT_LOGIN ? 0xB0 : 0xB1;
+        code = context == CONTEXT_LOGIN ? RESULT_LOGIN_NETWORK_FAILURE : RESULT_NETWORK_FAILURE;
     } else if (httpStatus == 403) {
-        code = 0x70;
+        code = RESULT_FORBIDDEN;
     } else if (httpStatus == 400) {
         const std::string text = body.empty() ? std::string() : errorCodeText(body);
-        if (text == kCodeE4001001) code = 0x60;
-        else if (text == kCodeE4001002) code = 0x61;
+        if (text == kCodeE4001001) code = RESULT_BAD_REQUEST_E4001001;
+        else if (text == kCodeE4001002) code = RESULT_BAD_REQUEST_E4001002;
     } else if (httpStatus == 401) {
         const std::string text = body.empty() ? std::string() : errorCodeText(body);
         if (text.size() == 8) {
-            if (text == kCodeE4011001) code = 0x50;
-            else if (text.compare(0, 5, kCodeE4019) == 0) code = 0x51;
-            else if (text == kCodeI4011001) code = 0x52;
-            else if (text == kCodeI4011002) code = 0x53;
-            else if (text == kCodeI4011004) code = 0x54;
+            if (text == kCodeE4011001) code = RESULT_UNAUTHORIZED;
+            else if (text.compare(0, 5, kCodeE4019) == 0) code = RESULT_TOKEN_EXPIRED;
+            else if (text == kCodeI4011001) code = RESULT_UNAUTHORIZED_I4011001;
+            else if (text == kCodeI4011002) code = RESULT_UNAUTHORIZED_I4011002;
+            else if (text == kCodeI4011004) code = RESULT_UNAUTHORIZED_I4011004;
         }
     } else if (httpStatus == 404) {
         if (!body.empty()) {
             const std::string text = errorCodeText(body);
-            if (text.size() != 8) code = 0x81;
-            else if (text == kCodeE4041001) code = 0x80;
+            if (text.size() != 8) code = RESULT_NOT_FOUND_UNRECOGNISED;
+            else if (text == kCodeE4041001) code = RESULT_NOT_FOUND;
         }
     } else if (httpStatus == 500) {
-        if (!body.empty() && errorCodeText(body) == kCodeE5001001) code = 0x90;
+        if (!body.empty() && errorCodeText(body) == kCodeE5001001) code = RESULT_SERVER_ERROR;
     } else if (httpStatus == 503) {
-        if (!body.empty() && errorCodeText(body) == kCodeI5031001) code = 0xA0;
+        if (!body.empty() && errorCodeText(body) == kCodeI5031001) code = RESULT_UNAVAILABLE;
     } else if (httpStatus == 200) {
-        code = 0x40;
+        code = RESULT_REPLY_NOT_USABLE;
     }
     out.push_back(code);
 }
@@ -612,16 +612,18 @@ void OrvServerService::onFinishOrvaneAssistErrorSetAws(unsigned int networkError
 {
     unsigned char code;
     switch (httpStatus) {
-    case 400: code = 0xC0; break;
-    case 401: code = 0xC1; break;
-    case 405: code = 0xC2; break;
-    case 409: code = 0xC3; break;
-    case 413: code = 0xC4; break;
-    case 415: code = 0xC5; break;
-    case 429: code = 0xC6; break;
-    case 500: code = 0xC7; break;
-    case 503: code = 0xC8; break;
-    default: code = (networkError == 4 || networkError == 5) ? 0xC9 : 0x00; break;
+    case 400: code = DEVICE_RESULT_BAD_REQUEST; break;
+    case 401: code = DEVICE_RESULT_UNAUTHORIZED; break;
+    case 405: code = DEVICE_RESULT_METHOD_NOT_ALLOWED; break;
+    case 409: code = DEVICE_RESULT_CONFLICT; break;
+    case 413: code = DEVICE_RESULT_PAYLOAD_TOO_LARGE; break;
+    case 415: code = DEVICE_RESULT_UNSUPPORTED_MEDIA_TYPE; break;
+    case 429: code = DEVICE_RESULT_TOO_MANY_REQUESTS; break;
+    case 500: code = DEVICE_RESULT_SERVER_ERROR; break;
+    case 503: code = DEVICE_RESULT_UNAVAILABLE; break;
+    default:
+        code = (networkError == 4 || networkError == 5) ? DEVICE_RESULT_TIMEOUT : DEVICE_RESULT_UNCLASSIFIED;
+        break;
     }
     out.push_back(code);
 }

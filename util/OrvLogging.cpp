@@ -1,0 +1,7 @@
+#include "util/OrvLogging.h"
+
+// Silent by default: nothing below critical passes unless a rule enables it.
+Q_LOGGING_CATEGORY(lcOrvKit, "orvkit.kit", QtCriticalMsg)
+Q_LOGGING_CATEGORY(lcOrvService, "orvkit.service", QtCriticalMsg)
+Q_LOGGING_CATEGORY(lcOrvHttp, "orvkit.http", QtCriticalMsg)
+Q_LOGGING_CATEGORY(lcOrvToken, "orvkit.token", QtCriticalMsg)
