@@ -45,7 +45,9 @@ bool BenchKitClient::send(unsigned long command, const std::vector<uint8_t>& dat
     cmd.uniqueID = command;
     {
         std::lock_guard<std::mutex> lock(mutex);
-        acceptanceIds.insert(OrvKitDef::MSG_ACCEPTED | command);
+        // The certificate has no acceptance: its result carries the id an acceptance would.
+        if (command != OrvKitDef::CMD_GET_CERTIFICATE)
+            acceptanceIds.insert(OrvKitDef::MSG_ACCEPTED | command);
         sentAt = std::chrono::steady_clock::now();
     }
     return orvKit->sendCommand(cmd) == 1;

@@ -11,6 +11,8 @@ class BenchOptions
 public:
     static size_t& requests() { static size_t value = 2000; return value; }
     static size_t& lifecycles() { static size_t value = 20; return value; }
+    // POSTs per client: each may wait out a delayed acknowledgement (about 40 ms).
+    static size_t& posts() { static size_t value = 40; return value; }
 };
 
 #endif

@@ -1,5 +1,6 @@
 #include "BenchQtClient.h"
 
+#include <QBuffer>
 #include <QEventLoop>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -39,7 +40,26 @@ QNetworkRequest BenchQtClient::request(const std::string& url, const std::string
 
 bool BenchQtClient::get(const QNetworkRequest& request, QByteArray& body)
 {
-    QNetworkReply* reply = start(*manager, request);
+    return finish(start(*manager, request), body);
+}
+
+bool BenchQtClient::post(const QNetworkRequest& request, const QByteArray& body, QByteArray& answer, bool asDevice)
+{
+    QBuffer device;
+    QNetworkReply* reply = nullptr;
+    if (asDevice) {
+        device.setData(body);
+        device.open(QIODevice::ReadOnly);
+        reply = manager->post(request, &device);
+    } else {
+        reply = manager->post(request, body);
+    }
+    QObject::connect(reply, &QNetworkReply::sslErrors, reply, [reply] { reply->ignoreSslErrors(); });
+    return finish(reply, answer);
+}
+
+bool BenchQtClient::finish(QNetworkReply* reply, QByteArray& body)
+{
     if (!reply->isFinished()) {
         QEventLoop loop;
         QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);

@@ -4,6 +4,7 @@
 // Each registers its benchmarks with Google Benchmark; called once by main().
 void registerRecordBenchmarks();
 void registerRoundTripBenchmarks();
+void registerPostBenchmarks();
 void registerLifecycleBenchmarks();
 
 #endif

@@ -30,6 +30,7 @@ private:
     double counter(const std::string& name, const std::string& key) const;
     void recordRows(std::ostream& out) const;
     void networkRows(std::ostream& out) const;
+    void postRows(std::ostream& out) const;
 
     std::vector<std::string> order;
     std::map<std::string, Result> results;

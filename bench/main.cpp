@@ -1,8 +1,10 @@
 // orvkit_bench: every benchmark, then one summary table.
 //   --requests=N    round trips per client and requests per throughput run (2000)
 //   --lifecycles=N  open/close cycles (20)
+//   --posts=N       POST round trips per client (40)
 // plus Google Benchmark's own flags (--benchmark_filter=..., --benchmark_min_time=...).
 #include "BenchOptions.h"
+#include "BenchPostRig.h"
 #include "BenchRig.h"
 #include "BenchSuites.h"
 #include "BenchTable.h"
@@ -19,7 +21,7 @@
 
 namespace {
 
-// Removes --requests= and --lifecycles= from argv.
+// Removes --requests=, --lifecycles= and --posts= from argv.
 void takeOwnFlags(int& argc, char** argv)
 {
     int kept = 1;
@@ -29,6 +31,8 @@ void takeOwnFlags(int& argc, char** argv)
             BenchOptions::requests() = std::strtoul(arg + 11, nullptr, 10);
         else if (std::strncmp(arg, "--lifecycles=", 13) == 0)
             BenchOptions::lifecycles() = std::strtoul(arg + 13, nullptr, 10);
+        else if (std::strncmp(arg, "--posts=", 8) == 0)
+            BenchOptions::posts() = std::strtoul(arg + 8, nullptr, 10);
         else
             argv[kept++] = argv[i];
     }
@@ -37,6 +41,8 @@ void takeOwnFlags(int& argc, char** argv)
         BenchOptions::requests() = 1;
     if (BenchOptions::lifecycles() == 0)
         BenchOptions::lifecycles() = 1;
+    if (BenchOptions::posts() == 0)
+        BenchOptions::posts() = 1;
 }
 
 // The kit keeps its token in a save file; a run must not touch the user's.
@@ -63,11 +69,13 @@ int main(int argc, char** argv)
 
     registerRecordBenchmarks();
     registerRoundTripBenchmarks();
+    registerPostBenchmarks();
     registerLifecycleBenchmarks();
 
     BenchTable table;
     benchmark::RunSpecifiedBenchmarks(&table);
     BenchRig::shutdown();
+    BenchPostRig::shutdown();
     table.print(std::cout);
     benchmark::Shutdown();
     return table.anyFailed() ? 1 : 0;

@@ -47,7 +47,16 @@ install(FILES
   ${PROJECT_BINARY_DIR}/OrvKitConfigVersion.cmake
   DESTINATION ${ORVKIT_INSTALL_CMAKEDIR})
 
-# pkg-config wants absolute paths; GNUInstallDirs may hand out either form.
+# The pc file finds the prefix from its own place (pkg-config's ${pcfiledir}),
+# so that `cmake --install --prefix` elsewhere, or a copied tree, still points
+# at itself. An absolute libdir pins the file to that libdir.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  set(ORVKIT_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
+else()
+  file(RELATIVE_PATH ORVKIT_PC_UP "/p/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/p")
+  string(REGEX REPLACE "/$" "" ORVKIT_PC_UP "${ORVKIT_PC_UP}")
+  set(ORVKIT_PC_PREFIX "\${pcfiledir}/${ORVKIT_PC_UP}")
+endif()
 foreach(kind LIBDIR INCLUDEDIR)
   if(IS_ABSOLUTE "${CMAKE_INSTALL_${kind}}")
     set(ORVKIT_PC_${kind} "${CMAKE_INSTALL_${kind}}")

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that building and testing OrvKit needs.
 set -euo pipefail
-packages=(cmake g++ make pkg-config qtbase5-dev libcpp-httplib-dev libssl-dev libgtest-dev openssl)
+packages=(cmake g++ make pkg-config qtbase5-dev libcpp-httplib-dev libssl-dev libgtest-dev openssl libcli11-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

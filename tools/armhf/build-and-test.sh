@@ -23,7 +23,7 @@ aptdir=$sysroot.apt
 triple=arm-linux-gnueabihf
 
 host_packages=(cmake make pkg-config qtbase5-dev-tools g++-$triple binutils-$triple qemu-user dpkg-dev)
-target_packages=(libc6-dev qtbase5-dev libgtest-dev libcpp-httplib-dev libssl-dev)
+target_packages=(libc6-dev qtbase5-dev libgtest-dev libcpp-httplib-dev libssl-dev libcli11-dev)
 
 stage() { echo "=== $* ($(date +%T))"; }
 seconds() { date +%s; }

@@ -26,5 +26,5 @@ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVKIT_BUILD_BENCHMAR
 cmake --build "$build" -j2 --target orvkit_bench
 
 echo "== run"
-# Each benchmark once: a few iterations, 20 requests per client, two open/close cycles.
-"$build/bench/orvkit_bench" --benchmark_min_time=0.01 --requests=20 --lifecycles=2
+# Each benchmark once: a few iterations, 20 requests per client, two open/close cycles, three POSTs per client.
+"$build/bench/orvkit_bench" --benchmark_min_time=0.01 --requests=20 --lifecycles=2 --posts=3

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Installs OrvKit into a staging prefix, builds the examples against that
 # installation only (CMake package and pkg-config) and runs them, the minimal
-# application against the installed orvkit-sim.
+# application against the installed orvkit-sim. The pkg-config example is
+# built from a second prefix given only at install time, which the
+# relocatable orvkit.pc must follow.
 # ORVKIT_EXAMPLE_BUILD_DIR picks the build directory (reused when present).
 set -euo pipefail
 cd "$(dirname "$0")/../.."
@@ -11,6 +13,7 @@ bash tools/install-deps.sh
 build=${ORVKIT_EXAMPLE_BUILD_DIR:-build-pkg}
 case "$build" in /*) ;; *) build="$PWD/$build" ;; esac
 prefix="$build/stage"
+moved="$build/stage-moved"
 work=$(mktemp -d)
 sim_pid=""
 cleanup() {
@@ -47,11 +50,16 @@ cmake -S examples/minimal -B "$work/minimal" -DCMAKE_PREFIX_PATH="$prefix" -DCMA
   -DCMAKE_CXX_FLAGS=-Werror >/dev/null
 cmake --build "$work/minimal" -j2 >/dev/null
 
-echo "== examples/records through pkg-config"
-pcfile=$(find "$prefix" -name orvkit.pc -print -quit)
+echo "== examples/records through pkg-config, installed with --prefix $moved"
+rm -rf "$moved"
+cmake --install "$build" --prefix "$moved" >/dev/null
+pcfile=$(find "$moved" -name orvkit.pc -print -quit)
 [ -n "$pcfile" ] || fail "orvkit.pc not installed"
+! grep -q "$build" "$pcfile" || fail "orvkit.pc names a path under $build"
 PKG_CONFIG_PATH=$(dirname "$pcfile")
 export PKG_CONFIG_PATH
+[ "$(realpath "$(pkg-config --variable=prefix orvkit)")" = "$(realpath "$moved")" ] \
+  || fail "orvkit.pc resolves its prefix to $(pkg-config --variable=prefix orvkit), not $moved"
 # shellcheck disable=SC2046
 c++ -std=c++17 -Wall -Wextra -Wpedantic -Werror examples/records/main.cpp $(pkg-config --cflags --libs orvkit) \
   -Wl,-rpath,"$(pkg-config --variable=libdir orvkit)" -o "$work/orvkit-records"

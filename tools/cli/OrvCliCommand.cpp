@@ -6,8 +6,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <ctime>
 #include <map>
 
 namespace {
@@ -40,96 +38,7 @@ const std::map<std::string, Entry>& table()
     return commands;
 }
 
-// "--name value" and "--flag" options after the subcommand name.
-class OptionReader
-{
-public:
-    OptionReader(const std::vector<std::string>& args, std::string& error) : args(args), error(error) {}
-
-    bool next(std::string& option)
-    {
-        if (index >= args.size()) {
-            return false;
-        }
-        option = args[index++];
-        return true;
-    }
-    bool value(const std::string& option, std::string& out)
-    {
-        if (index >= args.size()) {
-            error = option + " needs a value";
-            return false;
-        }
-        out = args[index++];
-        return true;
-    }
-    bool number(const std::string& option, unsigned long high, unsigned long& out)
-    {
-        std::string text;
-        if (!value(option, text)) {
-            return false;
-        }
-        char* end = nullptr;
-        const unsigned long parsed = std::strtoul(text.c_str(), &end, 0);
-        if (text.empty() || text[0] == '-' || *end != '\0' || parsed > high) {
-            error = option + " needs a number from 0 to " + std::to_string(high);
-            return false;
-        }
-        out = parsed;
-        return true;
-    }
-    bool real(const std::string& option, double low, double high, double& out)
-    {
-        std::string text;
-        if (!value(option, text)) {
-            return false;
-        }
-        char* end = nullptr;
-        out = std::strtod(text.c_str(), &end);
-        if (text.empty() || *end != '\0' || !(out >= low && out <= high)) {
-            error = option + " needs a number from " + std::to_string(low) + " to " + std::to_string(high);
-            return false;
-        }
-        return true;
-    }
-
-private:
-    const std::vector<std::string>& args;
-    std::string& error;
-    size_t index = 1;
-};
-
-std::string nowUtc()
-{
-    const std::time_t now = std::time(nullptr);
-    std::tm parts {};
-    gmtime_r(&now, &parts);
-    char buffer[32];
-    std::strftime(buffer, sizeof buffer, "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return buffer;
-}
-
 } // namespace
-
-std::string OrvCliCommand::usage()
-{
-    return "subcommands (chain several with --):\n"
-           "  login --model M --device D --loginid L --password P [--maker N]\n"
-           "  summary\n"
-           "  spots   [--sort N] [--order N] [--count N] [--position N]\n"
-           "  folders [--sort N] [--order N] [--count N] [--position N]\n"
-           "  destinations\n"
-           "  delete-destination ID\n"
-           "  plans [--paging]\n"
-           "  plans-summary\n"
-           "  delete-plans\n"
-           "  spot-detail\n"
-           "  genres\n"
-           "  certificate\n"
-           "  position --lon X --lat Y [--speed N] [--direction N] [--elevation M] [--accuracy M]\n"
-           "           [--road-type N] [--acc-off] [--type T] [--measured-at TIME]\n"
-           "  demo [--keep]\n";
-}
 
 std::vector<uint8_t> OrvCliCommand::loginBlock(const Identity& identity)
 {
@@ -179,142 +88,21 @@ bool OrvCliCommand::hasNoResult() const
     return found != table().end() && found->second.success == 0;
 }
 
-bool OrvCliCommand::parse(const std::vector<std::string>& args, std::string& error)
+bool OrvCliCommand::isDeviceCommand() const
 {
-    if (args.empty()) {
-        error = "missing subcommand";
-        return false;
-    }
-    auto found = table().find(args[0]);
-    if (found == table().end()) {
-        error = "unknown subcommand \"" + args[0] + "\"";
-        return false;
-    }
-    command = args[0];
-    commandCode = found->second.code;
-    OptionReader reader(args, error);
-    std::string option;
+    return commandCode == CMD_GET_CERTIFICATE || commandCode == CMD_UPDATE_SHADOW;
+}
 
-    if (command == "login") {
-        Identity identity;
-        unsigned long maker = identity.maker;
-        while (reader.next(option)) {
-            const bool ok = option == "--maker"      ? reader.number(option, 255, maker)
-                            : option == "--model"    ? reader.value(option, identity.model)
-                            : option == "--device"   ? reader.value(option, identity.deviceNo)
-                            : option == "--loginid"  ? reader.value(option, identity.loginId)
-                            : option == "--password" ? reader.value(option, identity.password)
-                                                     : (error = "login: unknown option " + option, false);
-            if (!ok) {
-                return false;
-            }
-        }
-        identity.maker = static_cast<unsigned>(maker);
-        if (identity.model.empty() || identity.deviceNo.empty() || identity.loginId.empty() ||
-            identity.password.empty()) {
-            error = "login needs --model, --device, --loginid and --password";
-            return false;
-        }
-        data = loginBlock(identity);
-        char head[32];
-        std::snprintf(head, sizeof head, "maker %02u", identity.maker);
-        sentText = std::string(head) + ", model " + identity.model + ", device " + identity.deviceNo + ", login id " +
-                   identity.loginId + ", password " + std::string(identity.password.size(), '*');
-    } else if (command == "spots" || command == "folders") {
-        unsigned long sort = 0;
-        unsigned long order = 0;
-        unsigned long count = 20;
-        unsigned long position = 0xFFFF;
-        while (reader.next(option)) {
-            const bool ok = option == "--sort"       ? reader.number(option, 0xFFFF, sort)
-                            : option == "--order"    ? reader.number(option, 0xFFFF, order)
-                            : option == "--count"    ? reader.number(option, 0xFFFF, count)
-                            : option == "--position" ? reader.number(option, 0xFFFF, position)
-                                                     : (error = command + ": unknown option " + option, false);
-            if (!ok) {
-                return false;
-            }
-        }
-        data = words({static_cast<uint16_t>(sort), static_cast<uint16_t>(order), static_cast<uint16_t>(count),
-                      static_cast<uint16_t>(position)});
-        sentText = "sort " + std::to_string(sort) + ", order " + std::to_string(order) + ", count " +
-                   std::to_string(count) + (position == 0xFFFF ? ", no position" : ", position flag set");
-    } else if (command == "plans") {
-        bool paging = false;
-        while (reader.next(option)) {
-            if (option != "--paging") {
-                error = "plans: unknown option " + option;
-                return false;
-            }
-            paging = true;
-        }
-        data = words({static_cast<uint16_t>(paging ? 0x0001 : 0xFFFF)});
-        sentText = paging ? "with paging" : "without paging";
-    } else if (command == "delete-destination") {
-        std::string id;
-        if (!reader.next(id) || id.empty() || id[0] == '-' || reader.next(option)) {
-            error = "delete-destination needs exactly one destination id";
-            return false;
-        }
-        data.assign(id.begin(), id.end());
-        sentText = "destination " + id;
-    } else if (command == "position") {
-        OrvKitDat::CarPositions position;
-        bool hasLon = false;
-        bool hasLat = false;
-        unsigned long number = 0;
-        position.measuredAt = nowUtc();
-        position.type = "1";
-        while (reader.next(option)) {
-            bool ok = true;
-            if (option == "--lon") {
-                ok = reader.real(option, -180.0, 180.0, position.lon);
-                hasLon = true;
-            } else if (option == "--lat") {
-                ok = reader.real(option, -90.0, 90.0, position.lat);
-                hasLat = true;
-            } else if (option == "--speed" && (ok = reader.number(option, 0xFFFFFFFFUL, number))) {
-                position.speed = static_cast<uint32_t>(number);
-            } else if (option == "--direction" && (ok = reader.number(option, 359, number))) {
-                position.direction = static_cast<uint32_t>(number);
-            } else if (option == "--road-type" && (ok = reader.number(option, 0xFFFFFFFFUL, number))) {
-                position.roadType = static_cast<uint32_t>(number);
-            } else if (option == "--elevation") {
-                ok = reader.real(option, -1000.0, 10000.0, position.elevation);
-            } else if (option == "--accuracy") {
-                ok = reader.real(option, 0.0, 100000.0, position.accuracy);
-            } else if (option == "--acc-off") {
-                position.accOff = true;
-            } else if (option == "--type") {
-                ok = reader.value(option, position.type);
-            } else if (option == "--measured-at") {
-                ok = reader.value(option, position.measuredAt);
-            } else if (option != "--speed" && option != "--direction" && option != "--road-type") {
-                error = "position: unknown option " + option;
-                return false;
-            }
-            if (!ok) {
-                return false;
-            }
-        }
-        if (!hasLon || !hasLat) {
-            error = "position needs --lon and --lat";
-            return false;
-        }
-        data = positionBytes(position);
-        sentText = "lon " + OrvCliPrinter::coordinate(position.lon) + ", lat " +
-                   OrvCliPrinter::coordinate(position.lat) + ", speed " + std::to_string(position.speed) +
-                   ", direction " + std::to_string(position.direction) + ", measured at " + position.measuredAt +
-                   (position.accOff ? ", ACC off" : "");
-    } else {
-        if (reader.next(option)) {
-            error = command + " takes no options";
-            return false;
-        }
-        // The kit takes no empty command, even where the bytes are not read.
-        data.assign(1, 0);
-        sentText = "no parameters";
+bool OrvCliCommand::prepare(const std::string& name, const std::vector<uint8_t>& bytes, const std::string& description)
+{
+    auto found = table().find(name);
+    if (found == table().end()) {
+        return false;
     }
+    command = name;
+    commandCode = found->second.code;
+    data = bytes;
+    sentText = description;
     return true;
 }
 
@@ -378,7 +166,7 @@ int OrvCliCommand::run(OrvCliSession& session, const Settings& settings, std::os
         }
         lastId = message.id;
         lastPayload = message.payload;
-        const unsigned code = message.payload.empty() ? 178 : message.payload[0];
+        const unsigned code = message.payload.empty() ? unsigned(RESULT_UNCLASSIFIED) : unsigned(message.payload[0]);
         if (refusal) {
             err << command << " refused: " << OrvCliResult::refusalName(code) << "\n";
             return OrvCliResult::kExitRefused;

@@ -31,8 +31,8 @@ public:
         std::string password;
     };
 
-    // args[0] is the subcommand name. False with a message on bad usage.
-    bool parse(const std::vector<std::string>& args, std::string& error);
+    // Sets the subcommand and the bytes it sends; false for an unknown name.
+    bool prepare(const std::string& name, const std::vector<uint8_t>& bytes, const std::string& description);
     // Sends the command, waits for its final answer and prints it; returns the exit status.
     int run(OrvCliSession& session, const Settings& settings, std::ostream& out, std::ostream& err);
 
@@ -44,8 +44,8 @@ public:
     const std::vector<uint8_t>& answer() const { return lastPayload; }
     // True when the library answers this command only with its acceptance.
     bool hasNoResult() const;
-
-    static std::string usage();
+    // Certificate and position: they need the identity of a login in the same open period.
+    bool isDeviceCommand() const;
 
     static std::vector<uint8_t> loginBlock(const Identity& identity);
     static std::vector<uint8_t> words(const std::vector<uint16_t>& values);

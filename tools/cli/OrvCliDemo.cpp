@@ -1,6 +1,7 @@
 #include "OrvCliDemo.h"
 
 #include "OrvCliCommand.h"
+#include "OrvCliParser.h"
 #include "OrvCliPrinter.h"
 #include "OrvCliResult.h"
 #include "OrvCliSession.h"
@@ -66,7 +67,7 @@ bool OrvCliDemo::step(OrvCliSession& session, const std::string& title, const st
     out << "\n== " << ++stepNumber << ". " << title << " ==\n";
     OrvCliCommand command;
     std::string error;
-    if (!command.parse(args, error)) {
+    if (!OrvCliParser::parseCommand(args, command, error)) {
         err << "demo: " << error << "\n";
         ++failures;
         return false;

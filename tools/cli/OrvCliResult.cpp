@@ -36,34 +36,35 @@ std::string OrvCliResult::messageName(unsigned long id)
 
 std::string OrvCliResult::codeName(unsigned code)
 {
+    using namespace OrvKitDef;
     switch (code) {
-    case 0: return "DEVICE_UNCLASSIFIED (device endpoint failure, unclassified)";
-    case 64: return "REPLY_NOT_USABLE (the reply came but did not pass)";
-    case 80: return "UNAUTHORIZED (E4011001: token missing or invalid)";
-    case 81: return "TOKEN_EXPIRED (E4019xxx)";
-    case 82: return "UNAUTHORIZED_I4011001";
-    case 83: return "UNAUTHORIZED_I4011002";
-    case 84: return "UNAUTHORIZED_I4011004";
-    case 96: return "BAD_REQUEST (E4001001)";
-    case 97: return "BAD_REQUEST (E4001002)";
-    case 112: return "FORBIDDEN (403)";
-    case 128: return "NOT_FOUND (E4041001)";
-    case 129: return "NOT_FOUND (unrecognised code)";
-    case 144: return "SERVER_ERROR (E5001001)";
-    case 160: return "UNAVAILABLE (I5031001)";
-    case 176: return "NETWORK_FAILURE during login";
-    case 177: return "NETWORK_FAILURE";
-    case 178: return "UNCLASSIFIED";
-    case 192: return "DEVICE_BAD_REQUEST (400)";
-    case 193: return "DEVICE_UNAUTHORIZED (401)";
-    case 194: return "DEVICE_METHOD_NOT_ALLOWED (405)";
-    case 195: return "DEVICE_CONFLICT (409)";
-    case 196: return "DEVICE_PAYLOAD_TOO_LARGE (413)";
-    case 197: return "DEVICE_UNSUPPORTED_MEDIA_TYPE (415)";
-    case 198: return "DEVICE_TOO_MANY_REQUESTS (429)";
-    case 199: return "DEVICE_SERVER_ERROR (500)";
-    case 200: return "DEVICE_UNAVAILABLE (503)";
-    case 201: return "DEVICE_TIMEOUT";
+    case DEVICE_RESULT_UNCLASSIFIED: return "DEVICE_UNCLASSIFIED (device endpoint failure, unclassified)";
+    case RESULT_REPLY_NOT_USABLE: return "REPLY_NOT_USABLE (the reply came but did not pass)";
+    case RESULT_UNAUTHORIZED: return "UNAUTHORIZED (E4011001: token missing or invalid)";
+    case RESULT_TOKEN_EXPIRED: return "TOKEN_EXPIRED (E4019xxx)";
+    case RESULT_UNAUTHORIZED_I4011001: return "UNAUTHORIZED_I4011001";
+    case RESULT_UNAUTHORIZED_I4011002: return "UNAUTHORIZED_I4011002";
+    case RESULT_UNAUTHORIZED_I4011004: return "UNAUTHORIZED_I4011004";
+    case RESULT_BAD_REQUEST_E4001001: return "BAD_REQUEST (E4001001)";
+    case RESULT_BAD_REQUEST_E4001002: return "BAD_REQUEST (E4001002)";
+    case RESULT_FORBIDDEN: return "FORBIDDEN (403)";
+    case RESULT_NOT_FOUND: return "NOT_FOUND (E4041001)";
+    case RESULT_NOT_FOUND_UNRECOGNISED: return "NOT_FOUND (unrecognised code)";
+    case RESULT_SERVER_ERROR: return "SERVER_ERROR (E5001001)";
+    case RESULT_UNAVAILABLE: return "UNAVAILABLE (I5031001)";
+    case RESULT_LOGIN_NETWORK_FAILURE: return "NETWORK_FAILURE during login";
+    case RESULT_NETWORK_FAILURE: return "NETWORK_FAILURE";
+    case RESULT_UNCLASSIFIED: return "UNCLASSIFIED";
+    case DEVICE_RESULT_BAD_REQUEST: return "DEVICE_BAD_REQUEST (400)";
+    case DEVICE_RESULT_UNAUTHORIZED: return "DEVICE_UNAUTHORIZED (401)";
+    case DEVICE_RESULT_METHOD_NOT_ALLOWED: return "DEVICE_METHOD_NOT_ALLOWED (405)";
+    case DEVICE_RESULT_CONFLICT: return "DEVICE_CONFLICT (409)";
+    case DEVICE_RESULT_PAYLOAD_TOO_LARGE: return "DEVICE_PAYLOAD_TOO_LARGE (413)";
+    case DEVICE_RESULT_UNSUPPORTED_MEDIA_TYPE: return "DEVICE_UNSUPPORTED_MEDIA_TYPE (415)";
+    case DEVICE_RESULT_TOO_MANY_REQUESTS: return "DEVICE_TOO_MANY_REQUESTS (429)";
+    case DEVICE_RESULT_SERVER_ERROR: return "DEVICE_SERVER_ERROR (500)";
+    case DEVICE_RESULT_UNAVAILABLE: return "DEVICE_UNAVAILABLE (503)";
+    case DEVICE_RESULT_TIMEOUT: return "DEVICE_TIMEOUT";
     default: return "UNKNOWN_CODE";
     }
 }
@@ -79,5 +80,5 @@ std::string OrvCliResult::refusalName(unsigned payload)
 
 int OrvCliResult::exitFor(unsigned code)
 {
-    return code < 64 ? kExitDeviceOther : static_cast<int>(code);
+    return code < OrvKitDef::RESULT_REPLY_NOT_USABLE ? kExitDeviceOther : static_cast<int>(code);
 }

@@ -37,6 +37,22 @@ void OrvCliSession::close(int timeoutMs)
     changed.wait_for(lock, std::chrono::milliseconds(timeoutMs), [this] { return closed; });
 }
 
+bool OrvCliSession::reopen(int timeoutMs)
+{
+    close(timeoutMs);
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (!closed) {
+            return false;
+        }
+        // The event thread has ended: nothing more can arrive from that period.
+        messages.clear();
+        opened = false;
+        closed = false;
+    }
+    return open(timeoutMs);
+}
+
 bool OrvCliSession::send(unsigned long code, const std::vector<uint8_t>& bytes)
 {
     std::vector<uint8_t> copy = bytes;

@@ -27,6 +27,10 @@ public:
 
     bool open(int timeoutMs);
     void close(int timeoutMs);
+    // Closes the kit, forgets every message not yet taken and opens it again:
+    // nothing a request of the old open period sends can reach a later
+    // command. The service starts anew, without the identity of a login.
+    bool reopen(int timeoutMs);
 
     // False when the kit did not take the command.
     bool send(unsigned long code, const std::vector<uint8_t>& bytes);
