@@ -15,7 +15,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <regex>
 #include <sys/socket.h>
 
 namespace {
@@ -25,6 +24,20 @@ using httplib::Response;
 
 const size_t kMaxLogEntries = 10000;
 const char* const kJson = "application/json; charset=utf-8";
+
+// What the pre-routing handler learns about the request that a worker thread
+// is serving, for the route handler or the logger that records it.
+struct InFlight
+{
+    std::chrono::steady_clock::time_point started;
+    bool recorded = false;
+};
+thread_local InFlight inFlight;
+
+double millisecondsSince(std::chrono::steady_clock::time_point started)
+{
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count();
+}
 
 struct RouteEntry
 {
@@ -169,7 +182,7 @@ bool parseObject(const std::string& body, QJsonObject& out)
 
 const char* OrvCloudSimulator::builtInSeed() { return OrvSimSeed::text(); }
 
-OrvCloudSimulator::OrvCloudSimulator() : running(false), stopRequested(false) {}
+OrvCloudSimulator::OrvCloudSimulator() : running(false), stopRequested(false), lastSerial(0) {}
 
 OrvCloudSimulator::~OrvCloudSimulator() { stop(); }
 
@@ -297,10 +310,22 @@ void OrvCloudSimulator::setFault(const std::string& route, const OrvSimFault& fa
     faults[route] = fault;
 }
 
+bool OrvCloudSimulator::removeFault(const std::string& route)
+{
+    std::lock_guard<std::mutex> lock(stateMutex);
+    return faults.erase(route) > 0;
+}
+
 void OrvCloudSimulator::clearFaults()
 {
     std::lock_guard<std::mutex> lock(stateMutex);
     faults.clear();
+}
+
+std::map<std::string, OrvSimFault> OrvCloudSimulator::faultRules() const
+{
+    std::lock_guard<std::mutex> lock(stateMutex);
+    return faults;
 }
 
 void OrvCloudSimulator::expireTokens()
@@ -326,15 +351,37 @@ std::string OrvCloudSimulator::shadowDocument(const std::string& thingName, Envi
     return jsonText(QJsonDocument(document));
 }
 
+std::map<std::string, int> OrvCloudSimulator::shadowVersions(Environment environment) const
+{
+    return shadows[environment] ? shadows[environment]->versions() : std::map<std::string, int>();
+}
+
 std::string OrvCloudSimulator::summaryJson(Environment environment) const
 {
     return data[environment] ? jsonText(QJsonDocument(data[environment]->summary())) : std::string();
 }
 
+std::string OrvCloudSimulator::accountsJson() const
+{
+    return jsonText(QJsonDocument(accounts ? accounts->overview() : QJsonArray()));
+}
+
+int64_t OrvCloudSimulator::tokenLifetime() const { return accounts ? accounts->tokenLifetime() : 0; }
+
 std::vector<OrvCloudSimulator::RequestRecord> OrvCloudSimulator::requests() const
 {
     std::lock_guard<std::mutex> lock(stateMutex);
     return std::vector<RequestRecord>(log.begin(), log.end());
+}
+
+std::vector<OrvCloudSimulator::RequestRecord> OrvCloudSimulator::requestsAfter(uint64_t serial, size_t limit) const
+{
+    std::lock_guard<std::mutex> lock(stateMutex);
+    auto first = log.end();
+    while (first != log.begin() && static_cast<size_t>(log.end() - first) < limit && std::prev(first)->serial > serial) {
+        --first;
+    }
+    return std::vector<RequestRecord>(first, log.end());
 }
 
 void OrvCloudSimulator::clearRequests()
@@ -346,7 +393,11 @@ void OrvCloudSimulator::clearRequests()
 void OrvCloudSimulator::record(RequestRecord entry)
 {
     {
+        const auto now = std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::system_clock::now().time_since_epoch());
+        entry.receivedAtMs = static_cast<int64_t>(now.count()) - static_cast<int64_t>(entry.elapsedMs);
         std::lock_guard<std::mutex> lock(stateMutex);
+        entry.serial = ++lastSerial;
         log.push_back(entry);
         while (log.size() > kMaxLogEntries) {
             log.pop_front();
@@ -358,7 +409,7 @@ void OrvCloudSimulator::record(RequestRecord entry)
 }
 
 OrvCloudSimulator::FaultOutcome OrvCloudSimulator::applyFault(const std::string& route, const Request& request,
-                                                              Response& response)
+                                                              Response& response, std::string& fired)
 {
     OrvSimFault fault;
     {
@@ -371,6 +422,7 @@ OrvCloudSimulator::FaultOutcome OrvCloudSimulator::applyFault(const std::string&
             return FaultOutcome::None;
         }
         fault = found->second;
+        fired = found->first + "=" + fault.text();
         if (found->second.times > 0 && --found->second.times == 0) {
             faults.erase(found);
         }
@@ -402,17 +454,44 @@ OrvCloudSimulator::FaultOutcome OrvCloudSimulator::applyFault(const std::string&
     return FaultOutcome::Answered;
 }
 
+std::string OrvCloudSimulator::requester(Environment environment, const std::string& route, const Request& request) const
+{
+    if (route == "shadow" || route == "shadow-get") {
+        return request.matches.size() > 1 ? std::string(request.matches[1]) : std::string();
+    }
+    if (route == "login") {
+        QJsonObject body;
+        return parseObject(request.body, body) ? body.value("loginid").toString().toStdString() : std::string();
+    }
+    std::string loginId;
+    accounts->check(environment, request.get_header_value("Authorization"), &loginId);
+    return loginId;
+}
+
 void OrvCloudSimulator::addRoute(httplib::Server& server, Environment environment, const char* route,
                                  const char* method, const char* pattern, Handler handler)
 {
     const std::string name = route;
     auto wrapped = [this, environment, name, handler](const Request& request, Response& response) {
-        const FaultOutcome outcome = applyFault(name, request, response);
+        RequestRecord entry;
+        const FaultOutcome outcome = applyFault(name, request, response, entry.fault);
         if (outcome == FaultOutcome::None) {
             handler(request, response);
         }
-        record(RequestRecord{environment, name, request.method, request.path, queryText(request.params),
-                             outcome == FaultOutcome::Dropped ? 0 : response.status});
+        entry.elapsedMs = millisecondsSince(inFlight.started);
+        inFlight.recorded = true;
+        entry.environment = environment;
+        entry.route = name;
+        entry.method = request.method;
+        entry.path = request.path;
+        entry.query = queryText(request.params);
+        entry.status = outcome == FaultOutcome::Dropped ? 0 : response.status;
+        entry.requester = requester(environment, name, request);
+        QJsonObject body;
+        if (response.status >= 400 && parseObject(response.body, body)) {
+            entry.serverCode = body.value("error").toObject().value("code").toString().toStdString();
+        }
+        record(std::move(entry));
     };
     const std::string verb = method;
     if (verb == "GET") {
@@ -422,6 +501,30 @@ void OrvCloudSimulator::addRoute(httplib::Server& server, Environment environmen
     } else if (verb == "DELETE") {
         server.Delete(pattern, wrapped);
     }
+}
+
+// Known routes record themselves; the logger, called once the answer is
+// written, records the rest.
+void OrvCloudSimulator::installRecorder(httplib::Server& server, Environment environment)
+{
+    server.set_pre_routing_handler([](const Request&, Response&) {
+        inFlight.started = std::chrono::steady_clock::now();
+        inFlight.recorded = false;
+        return httplib::Server::HandlerResponse::Unhandled;
+    });
+    server.set_logger([this, environment](const Request& request, const Response& response) {
+        if (inFlight.recorded) {
+            return;
+        }
+        RequestRecord entry;
+        entry.elapsedMs = millisecondsSince(inFlight.started);
+        entry.environment = environment;
+        entry.method = request.method;
+        entry.path = request.path;
+        entry.query = queryText(request.params);
+        entry.status = response.status;
+        record(std::move(entry));
+    });
 }
 
 bool OrvCloudSimulator::authorised(Environment environment, const Request& request, Response& response)
@@ -633,16 +736,7 @@ void OrvCloudSimulator::installApi(httplib::Server& server, Environment environm
         }
         addRoute(server, environment, route.name, route.method, route.pattern, handler);
     }
-    server.set_logger([this, environment](const Request& request, const Response& response) {
-        // Known routes record themselves; this catches the rest.
-        for (const RouteEntry& route : kApiRoutes) {
-            if (request.method == route.method && std::regex_match(request.path, std::regex(route.pattern))) {
-                return;
-            }
-        }
-        record(RequestRecord{environment, std::string(), request.method, request.path, queryText(request.params),
-                             response.status});
-    });
+    installRecorder(server, environment);
 }
 
 void OrvCloudSimulator::installShadow(httplib::Server& server, Environment environment)
@@ -651,11 +745,5 @@ void OrvCloudSimulator::installShadow(httplib::Server& server, Environment envir
              [this, environment](const Request& q, Response& r) { updateShadow(environment, q, r); });
     addRoute(server, environment, kShadowRoutes[1].name, kShadowRoutes[1].method, kShadowRoutes[1].pattern,
              [this, environment](const Request& q, Response& r) { readShadow(environment, q, r); });
-    server.set_logger([this, environment](const Request& request, const Response& response) {
-        if (!std::regex_match(request.path, std::regex(kShadowRoutes[0].pattern)) ||
-            (request.method != "GET" && request.method != "POST")) {
-            record(RequestRecord{environment, std::string(), request.method, request.path,
-                                 queryText(request.params), response.status});
-        }
-    });
+    installRecorder(server, environment);
 }
