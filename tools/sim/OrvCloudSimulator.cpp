@@ -12,6 +12,7 @@
 
 #include <openssl/ssl.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -379,11 +380,19 @@ std::vector<OrvCloudSimulator::RequestRecord> OrvCloudSimulator::requests() cons
 std::vector<OrvCloudSimulator::RequestRecord> OrvCloudSimulator::requestsAfter(uint64_t serial, size_t limit) const
 {
     std::lock_guard<std::mutex> lock(stateMutex);
-    auto first = log.end();
-    while (first != log.begin() && static_cast<size_t>(log.end() - first) < limit && std::prev(first)->serial > serial) {
-        --first;
+    // Serials rise by one along the log, so the first one after serial is found by its distance.
+    auto first = log.begin();
+    if (!log.empty() && serial >= log.front().serial) {
+        first += static_cast<std::ptrdiff_t>(std::min<uint64_t>(serial - log.front().serial + 1, log.size()));
     }
-    return std::vector<RequestRecord>(first, log.end());
+    const auto last = first + static_cast<std::ptrdiff_t>(std::min<size_t>(limit, static_cast<size_t>(log.end() - first)));
+    return std::vector<RequestRecord>(first, last);
+}
+
+std::vector<OrvCloudSimulator::RequestRecord> OrvCloudSimulator::latestRequests(size_t limit) const
+{
+    std::lock_guard<std::mutex> lock(stateMutex);
+    return std::vector<RequestRecord>(log.end() - static_cast<std::ptrdiff_t>(std::min(limit, log.size())), log.end());
 }
 
 void OrvCloudSimulator::clearRequests()

@@ -112,8 +112,10 @@ public:
     int64_t tokenLifetime() const;
 
     std::vector<RequestRecord> requests() const;
-    // At most limit of the newest records with a serial above serial, oldest first.
+    // The first limit records with a serial above serial, oldest first.
     std::vector<RequestRecord> requestsAfter(uint64_t serial, size_t limit) const;
+    // The newest limit records, oldest first.
+    std::vector<RequestRecord> latestRequests(size_t limit) const;
     void clearRequests();
 
 private:

@@ -123,8 +123,8 @@ bool OrvSimConsole::start(const std::string& address, int port, std::string& err
     svr->set_tcp_nodelay(true);
     svr->set_payload_max_length(kMaxBody);
     svr->new_task_queue = [] { return new httplib::ThreadPool(kWorkers); };
-    install();
     host = address;
+    install();
     boundPort = port == 0 ? svr->bind_to_any_port(host) : (svr->bind_to_port(host, port) ? port : -1);
     if (boundPort <= 0) {
         error = "cannot bind the console to " + host + ":" + std::to_string(port);
@@ -132,10 +132,20 @@ bool OrvSimConsole::start(const std::string& address, int port, std::string& err
         return false;
     }
     httplib::Server* server = svr.get();
-    thread = std::thread([server] { server->listen_after_bind(); });
+    listening = true;
+    thread = std::thread([this, server] {
+        server->listen_after_bind();
+        listening = false;
+    });
     // stop() only reaches a server that has begun to listen.
-    while (!svr->is_running()) {
+    while (listening && !svr->is_running()) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    if (!listening) {
+        thread.join();
+        svr.reset();
+        error = "cannot listen on " + host + ":" + std::to_string(boundPort);
+        return false;
     }
     return true;
 }
@@ -160,6 +170,23 @@ void OrvSimConsole::install()
     httplib::Server& server = *svr;
     OrvCloudSimulator& sim = simulator;
 
+    // A web page elsewhere can point a name of its own at 127.0.0.1 and so read
+    // this console as its own origin: on loopback, answer only to loopback names.
+    const bool loopback = host.compare(0, 4, "127.") == 0 || host == "::1" || host == "localhost";
+    const std::string ownHost = host.find(':') != std::string::npos ? "[" + host + "]" : host;
+    server.set_pre_routing_handler([loopback, ownHost](const Request& request, Response& response) {
+        const std::string named = request.get_header_value("Host");
+        const size_t colon = named.rfind(':');
+        const std::string name = colon != std::string::npos && named.find(']', colon) == std::string::npos
+                                     ? named.substr(0, colon)
+                                     : named;
+        if (!loopback || name == ownHost || name == "localhost" || name == "127.0.0.1" || name == "[::1]") {
+            return httplib::Server::HandlerResponse::Unhandled;
+        }
+        refuse(response, 403, "the console answers only to a loopback host name, not \"" + name + "\"");
+        return httplib::Server::HandlerResponse::Handled;
+    });
+
     for (const OrvSimConsoleAssets::Asset& asset : OrvSimConsoleAssets::all()) {
         server.Get(asset.path, [&asset](const Request&, Response& response) {
             response.set_header("Cache-Control", "no-store");
@@ -175,7 +202,9 @@ void OrvSimConsole::install()
             refuse(response, 400, "\"after\" must be a serial number and \"limit\" a count from 1 to 1000");
             return;
         }
-        const std::vector<OrvCloudSimulator::RequestRecord> records = sim.requestsAfter(after, limit);
+        // With a cursor, the records that follow it; without, the newest.
+        const std::vector<OrvCloudSimulator::RequestRecord> records =
+            request.has_param("after") ? sim.requestsAfter(after, limit) : sim.latestRequests(limit);
         QJsonArray list;
         for (auto it = records.rbegin(); it != records.rend(); ++it) {
             list.append(recordJson(*it));

@@ -1,6 +1,7 @@
 #ifndef ORV_SIM_CONSOLE_H
 #define ORV_SIM_CONSOLE_H
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <thread>
@@ -38,6 +39,7 @@ private:
     std::thread thread;
     std::string host;
     int boundPort;
+    std::atomic<bool> listening{false};
 };
 
 #endif

@@ -42,7 +42,7 @@ function statusClass(status) {
 
 // Requests, newest first.
 async function refreshRequests() {
-  const answer = await api(`requests?after=${state.last}&limit=${MAX_ROWS}`);
+  const answer = await api(state.last ? `requests?after=${state.last}&limit=${MAX_ROWS}` : `requests?limit=${MAX_ROWS}`);
   const body = document.querySelector('#requests tbody');
   const fresh = answer.requests;
   for (let i = fresh.length - 1; i >= 0; --i) {
