@@ -404,9 +404,9 @@ void OrvCloudSimulator::clearRequests()
 void OrvCloudSimulator::record(RequestRecord entry)
 {
     {
-        const auto now = std::chrono::duration_cast<std::chrono::milliseconds>(
+        const auto now = std::chrono::duration_cast<std::chrono::microseconds>(
             std::chrono::system_clock::now().time_since_epoch());
-        entry.receivedAtMs = static_cast<int64_t>(now.count()) - static_cast<int64_t>(entry.elapsedMs);
+        entry.receivedAtUs = static_cast<int64_t>(now.count()) - static_cast<int64_t>(entry.elapsedMs * 1000.0);
         std::lock_guard<std::mutex> lock(stateMutex);
         entry.serial = ++lastSerial;
         log.push_back(entry);

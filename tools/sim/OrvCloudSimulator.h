@@ -61,7 +61,7 @@ public:
         std::string fault;      // the fault rule that fired, as OrvSimFault::text()
         double elapsedMs = 0.0; // from the parsed request to the answer ready
         uint64_t serial = 0;    // counts from 1 in the order recorded
-        int64_t receivedAtMs = 0; // wall clock, milliseconds since the epoch
+        int64_t receivedAtUs = 0; // wall clock, microseconds since the epoch
     };
 
     struct Options

@@ -74,7 +74,7 @@ QJsonObject recordJson(const OrvCloudSimulator::RequestRecord& r)
 {
     QJsonObject item;
     item.insert("serial", static_cast<double>(r.serial));
-    item.insert("time", static_cast<double>(r.receivedAtMs));
+    item.insert("time", static_cast<double>(r.receivedAtUs) / 1000.0);
     item.insert("environment", environmentName(r.environment));
     item.insert("method", QString::fromStdString(r.method));
     item.insert("path", QString::fromStdString(r.path));

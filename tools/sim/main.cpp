@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <iostream>
 #include <mutex>
@@ -167,8 +168,14 @@ int main(int argc, char** argv)
     static std::mutex logMutex;
     if (!quiet) {
         options.onRequest = [](const OrvCloudSimulator::RequestRecord& r) {
+            const std::time_t seconds = static_cast<std::time_t>(r.receivedAtUs / 1000000);
+            std::tm local {};
+            localtime_r(&seconds, &local);
+            char clock[16];
+            std::strftime(clock, sizeof clock, "%H:%M:%S", &local);
             std::lock_guard<std::mutex> lock(logMutex);
-            std::fprintf(stderr, "[%s] %s %s%s%s -> %d%s%s%s %.2f ms%s%s%s%s\n",
+            std::fprintf(stderr, "%s.%06ld [%s] %s %s%s%s -> %d%s%s%s %.2f ms%s%s%s%s\n", clock,
+                         static_cast<long>(r.receivedAtUs % 1000000),
                          r.environment == OrvCloudSimulator::Test ? "test" : "prod", r.method.c_str(), r.path.c_str(),
                          r.query.empty() ? "" : "?", r.query.c_str(), r.status, r.status == 0 ? " (dropped)" : "",
                          r.serverCode.empty() ? "" : " ", r.serverCode.c_str(), r.elapsedMs,
