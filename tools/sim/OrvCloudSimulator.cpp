@@ -28,19 +28,22 @@ using httplib::Response;
 const size_t kMaxLogEntries = 10000;
 const char* const kJson = "application/json; charset=utf-8";
 
-// What the pre-routing handler learns about the request that a worker thread
-// is serving, for the route handler or the logger that records it.
+// The request that a worker thread is serving, from the pre-routing handler
+// to the route handler or the logger that records it. A request refused
+// before routing (malformed, too large) reaches only the logger.
 struct InFlight
 {
     std::chrono::steady_clock::time_point started;
+    bool routed = false;
     bool recorded = false;
+
+    double elapsedMs() const
+    {
+        return routed ? std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count()
+                      : 0.0;
+    }
 };
 thread_local InFlight inFlight;
-
-double millisecondsSince(std::chrono::steady_clock::time_point started)
-{
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count();
-}
 
 struct RouteEntry
 {
@@ -489,7 +492,7 @@ void OrvCloudSimulator::addRoute(httplib::Server& server, Environment environmen
         if (outcome == FaultOutcome::None) {
             handler(request, response);
         }
-        entry.elapsedMs = millisecondsSince(inFlight.started);
+        entry.elapsedMs = inFlight.elapsedMs();
         inFlight.recorded = true;
         entry.environment = environment;
         entry.route = name;
@@ -520,6 +523,7 @@ void OrvCloudSimulator::installRecorder(httplib::Server& server, Environment env
 {
     server.set_pre_routing_handler([](const Request& request, Response&) {
         inFlight.started = std::chrono::steady_clock::now();
+        inFlight.routed = true;
         inFlight.recorded = false;
         // The body is read after this. A client that sends it in a second small
         // segment waits for the acknowledgement of the first: send it now, not
@@ -532,11 +536,13 @@ void OrvCloudSimulator::installRecorder(httplib::Server& server, Environment env
         return httplib::Server::HandlerResponse::Unhandled;
     });
     server.set_logger([this, environment](const Request& request, const Response& response) {
-        if (inFlight.recorded) {
+        const InFlight served = inFlight;
+        inFlight = InFlight();
+        if (served.recorded) {
             return;
         }
         RequestRecord entry;
-        entry.elapsedMs = millisecondsSince(inFlight.started);
+        entry.elapsedMs = served.elapsedMs();
         entry.environment = environment;
         entry.method = request.method;
         entry.path = request.path;

@@ -50,12 +50,12 @@ public:
 
     struct RequestRecord
     {
-        Environment environment;
+        Environment environment = Production;
         std::string route;  // one of OrvSimFault::routes(), or empty for an unknown path
         std::string method;
         std::string path;
         std::string query;  // decoded, "key=value&..." in key order
-        int status;         // 0: the connection was dropped
+        int status = 0;     // 0: the connection was dropped
         std::string requester;  // the account (login id) or, on the shadow routes, the thing
         std::string serverCode; // the "code" of an error body
         std::string fault;      // the fault rule that fired, as OrvSimFault::text()
