@@ -10,6 +10,7 @@
 #include <QJsonObject>
 
 #include <chrono>
+#include <cstdint>
 #include <cstdlib>
 
 namespace {
