@@ -12,10 +12,12 @@
 
 #include <openssl/ssl.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <regex>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 
 namespace {
@@ -25,6 +27,23 @@ using httplib::Response;
 
 const size_t kMaxLogEntries = 10000;
 const char* const kJson = "application/json; charset=utf-8";
+
+// The request that a worker thread is serving, from the pre-routing handler
+// to the route handler or the logger that records it. A request refused
+// before routing (malformed, too large) reaches only the logger.
+struct InFlight
+{
+    std::chrono::steady_clock::time_point started;
+    bool routed = false;
+    bool recorded = false;
+
+    double elapsedMs() const
+    {
+        return routed ? std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count()
+                      : 0.0;
+    }
+};
+thread_local InFlight inFlight;
 
 struct RouteEntry
 {
@@ -169,7 +188,7 @@ bool parseObject(const std::string& body, QJsonObject& out)
 
 const char* OrvCloudSimulator::builtInSeed() { return OrvSimSeed::text(); }
 
-OrvCloudSimulator::OrvCloudSimulator() : running(false), stopRequested(false) {}
+OrvCloudSimulator::OrvCloudSimulator() : running(false), stopRequested(false), lastSerial(0) {}
 
 OrvCloudSimulator::~OrvCloudSimulator() { stop(); }
 
@@ -297,10 +316,22 @@ void OrvCloudSimulator::setFault(const std::string& route, const OrvSimFault& fa
     faults[route] = fault;
 }
 
+bool OrvCloudSimulator::removeFault(const std::string& route)
+{
+    std::lock_guard<std::mutex> lock(stateMutex);
+    return faults.erase(route) > 0;
+}
+
 void OrvCloudSimulator::clearFaults()
 {
     std::lock_guard<std::mutex> lock(stateMutex);
     faults.clear();
+}
+
+std::map<std::string, OrvSimFault> OrvCloudSimulator::faultRules() const
+{
+    std::lock_guard<std::mutex> lock(stateMutex);
+    return faults;
 }
 
 void OrvCloudSimulator::expireTokens()
@@ -326,15 +357,45 @@ std::string OrvCloudSimulator::shadowDocument(const std::string& thingName, Envi
     return jsonText(QJsonDocument(document));
 }
 
+std::map<std::string, int> OrvCloudSimulator::shadowVersions(Environment environment) const
+{
+    return shadows[environment] ? shadows[environment]->versions() : std::map<std::string, int>();
+}
+
 std::string OrvCloudSimulator::summaryJson(Environment environment) const
 {
     return data[environment] ? jsonText(QJsonDocument(data[environment]->summary())) : std::string();
 }
 
+std::string OrvCloudSimulator::accountsJson() const
+{
+    return jsonText(QJsonDocument(accounts ? accounts->overview() : QJsonArray()));
+}
+
+int64_t OrvCloudSimulator::tokenLifetime() const { return accounts ? accounts->tokenLifetime() : 0; }
+
 std::vector<OrvCloudSimulator::RequestRecord> OrvCloudSimulator::requests() const
 {
     std::lock_guard<std::mutex> lock(stateMutex);
     return std::vector<RequestRecord>(log.begin(), log.end());
+}
+
+std::vector<OrvCloudSimulator::RequestRecord> OrvCloudSimulator::requestsAfter(uint64_t serial, size_t limit) const
+{
+    std::lock_guard<std::mutex> lock(stateMutex);
+    // Serials rise by one along the log, so the first one after serial is found by its distance.
+    auto first = log.begin();
+    if (!log.empty() && serial >= log.front().serial) {
+        first += static_cast<std::ptrdiff_t>(std::min<uint64_t>(serial - log.front().serial + 1, log.size()));
+    }
+    const auto last = first + static_cast<std::ptrdiff_t>(std::min<size_t>(limit, static_cast<size_t>(log.end() - first)));
+    return std::vector<RequestRecord>(first, last);
+}
+
+std::vector<OrvCloudSimulator::RequestRecord> OrvCloudSimulator::latestRequests(size_t limit) const
+{
+    std::lock_guard<std::mutex> lock(stateMutex);
+    return std::vector<RequestRecord>(log.end() - static_cast<std::ptrdiff_t>(std::min(limit, log.size())), log.end());
 }
 
 void OrvCloudSimulator::clearRequests()
@@ -346,7 +407,11 @@ void OrvCloudSimulator::clearRequests()
 void OrvCloudSimulator::record(RequestRecord entry)
 {
     {
+        const auto now = std::chrono::duration_cast<std::chrono::microseconds>(
+            std::chrono::system_clock::now().time_since_epoch());
+        entry.receivedAtUs = static_cast<int64_t>(now.count()) - static_cast<int64_t>(entry.elapsedMs * 1000.0);
         std::lock_guard<std::mutex> lock(stateMutex);
+        entry.serial = ++lastSerial;
         log.push_back(entry);
         while (log.size() > kMaxLogEntries) {
             log.pop_front();
@@ -358,7 +423,7 @@ void OrvCloudSimulator::record(RequestRecord entry)
 }
 
 OrvCloudSimulator::FaultOutcome OrvCloudSimulator::applyFault(const std::string& route, const Request& request,
-                                                              Response& response)
+                                                              Response& response, std::string& fired)
 {
     OrvSimFault fault;
     {
@@ -371,6 +436,7 @@ OrvCloudSimulator::FaultOutcome OrvCloudSimulator::applyFault(const std::string&
             return FaultOutcome::None;
         }
         fault = found->second;
+        fired = found->first + "=" + fault.text();
         if (found->second.times > 0 && --found->second.times == 0) {
             faults.erase(found);
         }
@@ -402,17 +468,44 @@ OrvCloudSimulator::FaultOutcome OrvCloudSimulator::applyFault(const std::string&
     return FaultOutcome::Answered;
 }
 
+std::string OrvCloudSimulator::requester(Environment environment, const std::string& route, const Request& request) const
+{
+    if (route == "shadow" || route == "shadow-get") {
+        return request.matches.size() > 1 ? std::string(request.matches[1]) : std::string();
+    }
+    if (route == "login") {
+        QJsonObject body;
+        return parseObject(request.body, body) ? body.value("loginid").toString().toStdString() : std::string();
+    }
+    std::string loginId;
+    accounts->check(environment, request.get_header_value("Authorization"), &loginId);
+    return loginId;
+}
+
 void OrvCloudSimulator::addRoute(httplib::Server& server, Environment environment, const char* route,
                                  const char* method, const char* pattern, Handler handler)
 {
     const std::string name = route;
     auto wrapped = [this, environment, name, handler](const Request& request, Response& response) {
-        const FaultOutcome outcome = applyFault(name, request, response);
+        RequestRecord entry;
+        const FaultOutcome outcome = applyFault(name, request, response, entry.fault);
         if (outcome == FaultOutcome::None) {
             handler(request, response);
         }
-        record(RequestRecord{environment, name, request.method, request.path, queryText(request.params),
-                             outcome == FaultOutcome::Dropped ? 0 : response.status});
+        entry.elapsedMs = inFlight.elapsedMs();
+        inFlight.recorded = true;
+        entry.environment = environment;
+        entry.route = name;
+        entry.method = request.method;
+        entry.path = request.path;
+        entry.query = queryText(request.params);
+        entry.status = outcome == FaultOutcome::Dropped ? 0 : response.status;
+        entry.requester = requester(environment, name, request);
+        QJsonObject body;
+        if (response.status >= 400 && parseObject(response.body, body)) {
+            entry.serverCode = body.value("error").toObject().value("code").toString().toStdString();
+        }
+        record(std::move(entry));
     };
     const std::string verb = method;
     if (verb == "GET") {
@@ -422,6 +515,41 @@ void OrvCloudSimulator::addRoute(httplib::Server& server, Environment environmen
     } else if (verb == "DELETE") {
         server.Delete(pattern, wrapped);
     }
+}
+
+// Known routes record themselves; the logger, called once the answer is
+// written, records the rest.
+void OrvCloudSimulator::installRecorder(httplib::Server& server, Environment environment)
+{
+    server.set_pre_routing_handler([](const Request& request, Response&) {
+        inFlight.started = std::chrono::steady_clock::now();
+        inFlight.routed = true;
+        inFlight.recorded = false;
+        // The body is read after this. A client that sends it in a second small
+        // segment waits for the acknowledgement of the first: send it now, not
+        // after the usual delay of some 40 ms.
+        const int socket = request.ssl != nullptr ? SSL_get_fd(request.ssl) : -1;
+        if (socket >= 0 && request.has_header("Content-Length")) {
+            const int on = 1;
+            ::setsockopt(socket, IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
+        }
+        return httplib::Server::HandlerResponse::Unhandled;
+    });
+    server.set_logger([this, environment](const Request& request, const Response& response) {
+        const InFlight served = inFlight;
+        inFlight = InFlight();
+        if (served.recorded) {
+            return;
+        }
+        RequestRecord entry;
+        entry.elapsedMs = served.elapsedMs();
+        entry.environment = environment;
+        entry.method = request.method;
+        entry.path = request.path;
+        entry.query = queryText(request.params);
+        entry.status = response.status;
+        record(std::move(entry));
+    });
 }
 
 bool OrvCloudSimulator::authorised(Environment environment, const Request& request, Response& response)
@@ -633,16 +761,7 @@ void OrvCloudSimulator::installApi(httplib::Server& server, Environment environm
         }
         addRoute(server, environment, route.name, route.method, route.pattern, handler);
     }
-    server.set_logger([this, environment](const Request& request, const Response& response) {
-        // Known routes record themselves; this catches the rest.
-        for (const RouteEntry& route : kApiRoutes) {
-            if (request.method == route.method && std::regex_match(request.path, std::regex(route.pattern))) {
-                return;
-            }
-        }
-        record(RequestRecord{environment, std::string(), request.method, request.path, queryText(request.params),
-                             response.status});
-    });
+    installRecorder(server, environment);
 }
 
 void OrvCloudSimulator::installShadow(httplib::Server& server, Environment environment)
@@ -651,11 +770,5 @@ void OrvCloudSimulator::installShadow(httplib::Server& server, Environment envir
              [this, environment](const Request& q, Response& r) { updateShadow(environment, q, r); });
     addRoute(server, environment, kShadowRoutes[1].name, kShadowRoutes[1].method, kShadowRoutes[1].pattern,
              [this, environment](const Request& q, Response& r) { readShadow(environment, q, r); });
-    server.set_logger([this, environment](const Request& request, const Response& response) {
-        if (!std::regex_match(request.path, std::regex(kShadowRoutes[0].pattern)) ||
-            (request.method != "GET" && request.method != "POST")) {
-            record(RequestRecord{environment, std::string(), request.method, request.path,
-                                 queryText(request.params), response.status});
-        }
-    });
+    installRecorder(server, environment);
 }

@@ -50,12 +50,18 @@ public:
 
     struct RequestRecord
     {
-        Environment environment;
+        Environment environment = Production;
         std::string route;  // one of OrvSimFault::routes(), or empty for an unknown path
         std::string method;
         std::string path;
         std::string query;  // decoded, "key=value&..." in key order
-        int status;         // 0: the connection was dropped
+        int status = 0;     // 0: the connection was dropped
+        std::string requester;  // the account (login id) or, on the shadow routes, the thing
+        std::string serverCode; // the "code" of an error body
+        std::string fault;      // the fault rule that fired, as OrvSimFault::text()
+        double elapsedMs = 0.0; // from the parsed request to the answer ready
+        uint64_t serial = 0;    // counts from 1 in the order recorded
+        int64_t receivedAtUs = 0; // wall clock, microseconds since the epoch
     };
 
     struct Options
@@ -87,17 +93,29 @@ public:
     // rule as for OrvSimFault::parse; replaces the route's previous fault.
     bool addFault(const std::string& rule, std::string* error = nullptr);
     void setFault(const std::string& route, const OrvSimFault& fault);
+    bool removeFault(const std::string& route);
     void clearFaults();
+    // By route; "times" counts down as the fault fires.
+    std::map<std::string, OrvSimFault> faultRules() const;
 
     void expireTokens();
     void setTokenLifetime(int64_t seconds);
 
     // The stored shadow as JSON text, or empty when the thing has none.
     std::string shadowDocument(const std::string& thingName, Environment environment = Production) const;
+    // {thing name: shadow version}.
+    std::map<std::string, int> shadowVersions(Environment environment) const;
     // The summary body the API would send now.
     std::string summaryJson(Environment environment = Production) const;
+    // The accounts with their newest tokens, shortened (OrvSimAccounts::overview).
+    std::string accountsJson() const;
+    int64_t tokenLifetime() const;
 
     std::vector<RequestRecord> requests() const;
+    // The first limit records with a serial above serial, oldest first.
+    std::vector<RequestRecord> requestsAfter(uint64_t serial, size_t limit) const;
+    // The newest limit records, oldest first.
+    std::vector<RequestRecord> latestRequests(size_t limit) const;
     void clearRequests();
 
 private:
@@ -108,8 +126,11 @@ private:
     void addRoute(httplib::Server& server, Environment environment, const char* route, const char* method,
                   const char* pattern, Handler handler);
     enum class FaultOutcome { None, Answered, Dropped };
-    FaultOutcome applyFault(const std::string& route, const httplib::Request& request, httplib::Response& response);
+    FaultOutcome applyFault(const std::string& route, const httplib::Request& request, httplib::Response& response,
+                            std::string& fired);
+    std::string requester(Environment environment, const std::string& route, const httplib::Request& request) const;
     void record(RequestRecord entry);
+    void installRecorder(httplib::Server& server, Environment environment);
 
     void signIn(Environment environment, const httplib::Request& request, httplib::Response& response);
     bool authorised(Environment environment, const httplib::Request& request, httplib::Response& response);
@@ -133,6 +154,7 @@ private:
     bool stopRequested;
     std::map<std::string, OrvSimFault> faults;
     std::deque<RequestRecord> log;
+    uint64_t lastSerial;
 };
 
 #endif

@@ -2,11 +2,14 @@
 
 #include <openssl/rand.h>
 
+#include <algorithm>
 #include <ctime>
+#include <vector>
 
 namespace {
 
 const size_t kMaxTokens = 100000;
+const size_t kTokensShown = 5;
 
 std::string randomText(size_t bytes)
 {
@@ -75,7 +78,7 @@ bool OrvSimAccounts::signIn(int environment, const std::string& loginId, const s
         }
     }
     const std::string token = randomText(32);
-    tokens[token] = Token{environment, now + lifetime};
+    tokens[token] = Token{environment, now + lifetime, loginId, ++issued};
     answer = QJsonObject();
     answer.insert("access_token", QString::fromStdString(token));
     answer.insert("refresh_token", QString::fromStdString(randomText(32)));
@@ -85,7 +88,8 @@ bool OrvSimAccounts::signIn(int environment, const std::string& loginId, const s
     return true;
 }
 
-OrvSimAccounts::Check OrvSimAccounts::check(int environment, const std::string& authorization) const
+OrvSimAccounts::Check OrvSimAccounts::check(int environment, const std::string& authorization,
+                                            std::string* loginId) const
 {
     static const std::string scheme = "Bearer ";
     if (authorization.size() <= scheme.size() || authorization.compare(0, scheme.size(), scheme) != 0) {
@@ -94,7 +98,13 @@ OrvSimAccounts::Check OrvSimAccounts::check(int environment, const std::string& 
     const std::string token = authorization.substr(scheme.size());
     std::lock_guard<std::mutex> lock(mutex);
     auto found = tokens.find(token);
-    if (found == tokens.end() || found->second.environment != environment) {
+    if (found == tokens.end()) {
+        return Check::Unknown;
+    }
+    if (loginId != nullptr) {
+        *loginId = found->second.loginId;
+    }
+    if (found->second.environment != environment) {
         return Check::Unknown;
     }
     return found->second.expiresAt <= static_cast<int64_t>(std::time(nullptr)) ? Check::Expired : Check::Valid;
@@ -107,4 +117,36 @@ void OrvSimAccounts::expireAll()
     for (auto& entry : tokens) {
         entry.second.expiresAt = now;
     }
+}
+
+QJsonArray OrvSimAccounts::overview() const
+{
+    std::lock_guard<std::mutex> lock(mutex);
+    std::map<std::string, std::vector<std::pair<const std::string*, const Token*>>> issuedTo;
+    for (const auto& entry : tokens) {
+        issuedTo[entry.second.loginId].emplace_back(&entry.first, &entry.second);
+    }
+    QJsonArray list;
+    for (const auto& account : accounts) {
+        auto& own = issuedTo[account.first];
+        std::sort(own.begin(), own.end(), [](const auto& a, const auto& b) { return a.second->serial > b.second->serial; });
+        QJsonArray shown;
+        for (size_t i = 0; i < own.size() && i < kTokensShown; ++i) {
+            // Enough to tell tokens apart in a log, never enough to use one.
+            const std::string& text = *own[i].first;
+            QJsonObject token;
+            token.insert("token", QString::fromStdString(
+                                      text.size() > 16 ? text.substr(0, 4) + "..." + text.substr(text.size() - 4) : "..."));
+            token.insert("environment", own[i].second->environment == 0 ? "production" : "test");
+            token.insert("expiresAt", static_cast<double>(own[i].second->expiresAt));
+            shown.append(token);
+        }
+        QJsonObject item;
+        item.insert("loginid", QString::fromStdString(account.first));
+        item.insert("role", QString::fromStdString(account.second.role));
+        item.insert("tokenCount", static_cast<int>(own.size()));
+        item.insert("tokens", shown);
+        list.append(item);
+    }
+    return list;
 }

@@ -24,8 +24,13 @@ public:
     // The authorisation answer, or false for unknown credentials.
     bool signIn(int environment, const std::string& loginId, const std::string& password, QJsonObject& answer);
 
-    // authorization is the header as received ("Bearer <token>").
-    Check check(int environment, const std::string& authorization) const;
+    // authorization is the header as received ("Bearer <token>"); a known
+    // token's account goes to loginId.
+    Check check(int environment, const std::string& authorization, std::string* loginId = nullptr) const;
+
+    // [{"loginid", "role", "tokenCount", "tokens": [{"token" (shortened),
+    // "environment", "expiresAt"}]}], the newest tokens first.
+    QJsonArray overview() const;
 
     // Every token issued so far expires now.
     void expireAll();
@@ -40,12 +45,15 @@ private:
     {
         int environment;
         int64_t expiresAt;
+        std::string loginId;
+        uint64_t serial;
     };
 
     mutable std::mutex mutex;
     std::map<std::string, Account> accounts;
     std::map<std::string, Token> tokens;
     int64_t lifetime = 3600;
+    uint64_t issued = 0;
 };
 
 #endif

@@ -47,6 +47,25 @@ std::string OrvSimFault::usualCode(int status)
     }
 }
 
+std::string OrvSimFault::text() const
+{
+    std::string items;
+    auto add = [&items](const std::string& item) { items += (items.empty() ? "" : ",") + item; };
+    if (status != 0) {
+        add(std::to_string(status) + (emptyBody ? ":-" : code.empty() ? "" : ":" + code));
+    }
+    if (delayMs > 0) {
+        add("delay=" + std::to_string(delayMs));
+    }
+    if (drop) {
+        add("drop");
+    }
+    if (times > 0) {
+        add("times=" + std::to_string(times));
+    }
+    return items;
+}
+
 bool OrvSimFault::parse(const std::string& text, std::string& route, OrvSimFault& fault, std::string& error)
 {
     const size_t equals = text.find('=');

@@ -22,6 +22,9 @@ public:
     // body), delay=MS, drop or times=N. ROUTE is one of routes() or "*".
     static bool parse(const std::string& text, std::string& route, OrvSimFault& fault, std::string& error);
 
+    // The items in the same grammar, e.g. "503:I5031001,delay=200,times=2".
+    std::string text() const;
+
     static const std::vector<std::string>& routes();
     static bool isRoute(const std::string& route);
 

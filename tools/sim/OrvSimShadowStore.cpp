@@ -61,3 +61,13 @@ bool OrvSimShadowStore::document(const std::string& thing, QJsonObject& out) con
     out.insert("timestamp", static_cast<double>(found->second.timestamp));
     return true;
 }
+
+std::map<std::string, int> OrvSimShadowStore::versions() const
+{
+    std::lock_guard<std::mutex> lock(mutex);
+    std::map<std::string, int> out;
+    for (const auto& entry : shadows) {
+        out[entry.first] = entry.second.version;
+    }
+    return out;
+}

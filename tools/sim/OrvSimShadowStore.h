@@ -24,6 +24,9 @@ public:
     // The stored document ({"state":{"reported":...},"version","timestamp"}).
     bool document(const std::string& thing, QJsonObject& out) const;
 
+    // {thing name: version} for every thing.
+    std::map<std::string, int> versions() const;
+
 private:
     struct Shadow
     {

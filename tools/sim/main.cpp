@@ -1,10 +1,12 @@
 // orvkit-sim: the simulated cloud as a process, until SIGINT or SIGTERM.
 #include "OrvCloudSimulator.h"
+#include "OrvSimConsole.h"
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <iostream>
 #include <mutex>
@@ -25,6 +27,8 @@ const char* const kUsage =
     "  --fault ROUTE=ITEM[,ITEM...]\n"
     "                         inject a fault; ITEM is STATUS, STATUS:CODE, STATUS:- (no body),\n"
     "                         delay=MS, drop or times=N; may be repeated\n"
+    "  --console-port N       serve the browser console on N (0: any free port)\n"
+    "  --console-address A    the console's address (default 127.0.0.1, loopback only)\n"
     "  --print-origins        print the origins as key=value lines on stdout\n"
     "  --origins-file FILE    write the same lines to FILE (for orvkit-cli --origins-from-sim)\n"
     "  --ca-file FILE         write the simulator's CA certificate (PEM) to FILE\n"
@@ -62,7 +66,7 @@ bool toPort(const char* text, int& port)
     return true;
 }
 
-std::string originLines(const OrvCloudSimulator::Origins& o, const std::string& caFile)
+std::string originLines(const OrvCloudSimulator::Origins& o, const std::string& consoleOrigin, const std::string& caFile)
 {
     std::string text = "authServerOrigin=" + o.authServerOrigin + "\n" + "authServerTestOrigin=" +
                        o.authServerTestOrigin + "\n" + "apiServerOrigin=" + o.apiServerOrigin + "\n" +
@@ -70,6 +74,9 @@ std::string originLines(const OrvCloudSimulator::Origins& o, const std::string& 
                        o.certificateOrigin + "\n" + "certificateTestOrigin=" + o.certificateTestOrigin + "\n" +
                        "deviceShadowOrigin=" + o.deviceShadowOrigin + "\n" + "deviceShadowTestOrigin=" +
                        o.deviceShadowTestOrigin + "\n";
+    if (!consoleOrigin.empty()) {
+        text += "consoleOrigin=" + consoleOrigin + "\n";
+    }
     if (!caFile.empty()) {
         text += "caCertificateFile=" + caFile + "\n";
     }
@@ -85,6 +92,8 @@ int main(int argc, char** argv)
     std::string seedPath;
     std::string originsFile;
     std::string caFile;
+    std::string consoleAddress = "127.0.0.1";
+    int consolePort = -1;
     bool printOrigins = false;
     bool quiet = false;
 
@@ -118,6 +127,10 @@ int main(int argc, char** argv)
             }
         } else if (arg == "--fault" && hasValue) {
             faults.push_back(argv[++i]);
+        } else if (arg == "--console-port") {
+            portOption(consolePort);
+        } else if (arg == "--console-address" && hasValue) {
+            consoleAddress = argv[++i];
         } else if (arg == "--print-origins") {
             printOrigins = true;
         } else if (arg == "--origins-file" && hasValue) {
@@ -155,10 +168,19 @@ int main(int argc, char** argv)
     static std::mutex logMutex;
     if (!quiet) {
         options.onRequest = [](const OrvCloudSimulator::RequestRecord& r) {
+            const std::time_t seconds = static_cast<std::time_t>(r.receivedAtUs / 1000000);
+            std::tm local {};
+            localtime_r(&seconds, &local);
+            char clock[16];
+            std::strftime(clock, sizeof clock, "%H:%M:%S", &local);
             std::lock_guard<std::mutex> lock(logMutex);
-            std::fprintf(stderr, "[%s] %s %s%s%s -> %d%s\n", r.environment == OrvCloudSimulator::Test ? "test" : "prod",
-                         r.method.c_str(), r.path.c_str(), r.query.empty() ? "" : "?", r.query.c_str(), r.status,
-                         r.status == 0 ? " (dropped)" : "");
+            std::fprintf(stderr, "%s.%06ld [%s] %s %s%s%s -> %d%s%s%s %.2f ms%s%s%s%s\n", clock,
+                         static_cast<long>(r.receivedAtUs % 1000000),
+                         r.environment == OrvCloudSimulator::Test ? "test" : "prod", r.method.c_str(), r.path.c_str(),
+                         r.query.empty() ? "" : "?", r.query.c_str(), r.status, r.status == 0 ? " (dropped)" : "",
+                         r.serverCode.empty() ? "" : " ", r.serverCode.c_str(), r.elapsedMs,
+                         r.requester.empty() ? "" : " by ", r.requester.c_str(), r.fault.empty() ? "" : " fault ",
+                         r.fault.c_str());
         };
     }
 
@@ -174,11 +196,17 @@ int main(int argc, char** argv)
             return 2;
         }
     }
+    OrvSimConsole console(simulator);
+    if (consolePort >= 0 && !console.start(consoleAddress, consolePort, error)) {
+        std::cerr << "orvkit-sim: " << error << "\n";
+        return 1;
+    }
+    const std::string consoleOrigin = consolePort >= 0 ? console.origin() : std::string();
     if (!caFile.empty() && !writeFile(caFile, simulator.caCertificatePem())) {
         std::cerr << "orvkit-sim: cannot write " << caFile << "\n";
         return 1;
     }
-    const std::string lines = originLines(simulator.origins(), caFile);
+    const std::string lines = originLines(simulator.origins(), consoleOrigin, caFile);
     if (!originsFile.empty() && !writeFile(originsFile, lines)) {
         std::cerr << "orvkit-sim: cannot write " << originsFile << "\n";
         return 1;
@@ -189,12 +217,16 @@ int main(int argc, char** argv)
     const OrvCloudSimulator::Origins origins = simulator.origins();
     std::cerr << "orvkit-sim: production API " << origins.apiServerOrigin << ", shadow "
               << origins.deviceShadowOrigin << "; test API " << origins.apiServerTestOrigin << ", shadow "
-              << origins.deviceShadowTestOrigin << "\n"
-              << "orvkit-sim: running until SIGINT or SIGTERM\n";
+              << origins.deviceShadowTestOrigin << "\n";
+    if (!consoleOrigin.empty()) {
+        std::cerr << "orvkit-sim: console " << consoleOrigin << "/\n";
+    }
+    std::cerr << "orvkit-sim: running until SIGINT or SIGTERM\n";
 
     int received = 0;
     sigwait(&stopSignals, &received);
     std::cerr << "orvkit-sim: " << (received == SIGINT ? "SIGINT" : "SIGTERM") << ", stopping\n";
+    console.stop();
     simulator.stop();
     return 0;
 }
