@@ -118,6 +118,29 @@ TEST_F(DataCommandsTest, QueryCarriesParametersInKeyOrder)
               "deviceNo=D1&lat=&lon=&maker=07&model=M1&number=20&order=2&position=1&sort=1");
 }
 
+// Each identity byte becomes one character (Latin-1) wherever it goes, so
+// that every byte survives and the path and the query write it alike.
+TEST_F(DataCommandsTest, IdentityAndIdBytesAreWrittenOneWayOnTheRequestLine)
+{
+    openKit();
+    identify(7, "M\xC3\xA9", "D\xE9");
+    ASSERT_EQ(session->run(CMD_GET_DESTINATIONS, {0}, {MSG_DESTINATIONS_RESULT}).size(), 2u);
+    EXPECT_EQ(production->lastRequest().target,
+              "/api/navi/bookmarks/v1/destinations?deviceNo=D%C3%A9&maker=07&model=M%C3%83%C2%A9");
+    ASSERT_EQ(session->run(CMD_UPDATE_SHADOW, positionsCommand(OrvKitDat::CarPositions()), {MSG_SHADOW_RESULT}).size(),
+              2u);
+    EXPECT_EQ(production->lastRequest().target, "/things/M%C3%83%C2%A9-D%C3%A9/shadow");
+
+    const std::pair<std::string, std::string> ids[] = {
+        {std::string("ab\0cd", 5), "ab%00cd"}, {std::string("abc\0", 4), "abc%00"}, {"\xE9/x y", "%C3%A9/x%20y"}};
+    for (const auto& id : ids) {
+        SCOPED_TRACE(id.second);
+        ASSERT_EQ(session->run(CMD_DELETE_DESTINATION, bytesOf(id.first), {MSG_DELETE_DESTINATION_RESULT}).size(), 2u);
+        EXPECT_EQ(production->lastRequest().target,
+                  "/api/navi/bookmarks/v1/destinations/" + id.second + "?deviceNo=D%C3%A9&maker=07&model=M%C3%83%C2%A9");
+    }
+}
+
 TEST_F(DataCommandsTest, MakerCodeIsSentWithAtLeastTwoDigits)
 {
     openKit();
