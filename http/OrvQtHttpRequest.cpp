@@ -321,7 +321,8 @@ void OrvQtHttpRequest::logOutcome(unsigned int errorCode, unsigned int httpStatu
                        .arg(errorCode);
     if (errorCode == REDIRECT_ERROR) {
         const QUrl target = reply->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl();
-        line += QStringLiteral(" redirect to %1 not followed").arg(quoted(originAndPath(reply->url().resolved(target))));
+        line += QStringLiteral(" redirect to %1 not followed")
+                    .arg(quoted(originAndPath(reply->url().resolved(target))));
     } else if (errorCode != 0) {
         line += QLatin1Char(' ') + quoted(reply->errorString());
     }

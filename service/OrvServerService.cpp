@@ -88,7 +88,8 @@ void logResult(unsigned int context, unsigned int networkError, unsigned int htt
 {
     if (!lcOrvService().isInfoEnabled())
         return;
-    QString line = QStringLiteral("result context %1: status %2 error %3").arg(context).arg(httpStatus).arg(networkError);
+    QString line =
+        QStringLiteral("result context %1: status %2 error %3").arg(context).arg(httpStatus).arg(networkError);
     if (failure != nullptr && !body.empty()) {
         const std::string code = errorCodeText(body);
         if (!code.empty())

@@ -150,6 +150,8 @@ TEST_F(DiagnosticsTest, SignInCertificateAndPositionLogNoSecret)
     ASSERT_NE(production->lastRequest().body.find("139.69"), std::string::npos) << "the coordinates went out";
 
     expectLogged({"orvkit.service: command 0x01 accepted -> 0x8001"});
+    expectLogged({"orvkit.http: request POST " + production->origin() + "/api/navi/authorization/v1/local",
+                  " TLS errors ignored: "});
     expectLogged({"orvkit.service: result context 1: status 200 error 0 -> 0x8003, "});
     expectLogged({"orvkit.http: request POST " + production->origin() + "/things/M1-D1/shadow direct -> status 200"});
     expectLogged({"orvkit.service: result context 13: status 200 error 0 -> 0x8063, "});
