@@ -1,5 +1,6 @@
 // The ten plain data commands as the server sees them, and the immediate
 // answers that come before their results.
+#include "LogCapture.h"
 #include "ServiceFixture.h"
 #include "ServiceTestData.h"
 
@@ -235,6 +236,7 @@ TEST_F(DataCommandsTest, CloseWithRequestsInFlightIsQuickAndSilent)
 {
     production->route("GET", "/", TestHttpsServer::Reply::delayed(3000, TestHttpsServer::Reply::ok("{}")),
                       TestHttpsServer::Match::Prefix);
+    const LogCapture qtMessages(false);
     KitSession& kit = openKit();
     ASSERT_TRUE(kit.send(CMD_GET_INFO_SUMMARY, {0}));
     ASSERT_TRUE(kit.send(CMD_GET_DESTINATIONS, {0}));
@@ -254,6 +256,9 @@ TEST_F(DataCommandsTest, CloseWithRequestsInFlightIsQuickAndSilent)
     production->route("GET", "/", TestHttpsServer::Reply::ok("{}"), TestHttpsServer::Match::Prefix);
     const std::vector<Message> heard = session->run(CMD_GET_INFO_SUMMARY, {0}, {MSG_INFO_SUMMARY_RESULT});
     EXPECT_EQ(heard.size(), 2u);
+    // The requests and their timers were released on their own thread.
+    for (const std::string& line : qtMessages.otherLines())
+        EXPECT_EQ(line.find("another thread"), std::string::npos) << line;
 }
 
 } // namespace

@@ -11,8 +11,8 @@
 #include <vector>
 
 // Keeps every line that the orvkit.* categories log, from any thread, as
-// "category: message", while it lives; other messages go on to the handler
-// installed before. With enableAll (the default) it switches every orvkit.*
+// "category: message", while it lives; other messages (Qt's own warnings,
+// for one) are kept apart and go on to the handler installed before. With enableAll (the default) it switches every orvkit.*
 // category on, as QT_LOGGING_RULES="orvkit.*=true" would; otherwise the
 // categories keep their defaults. One capture at a time.
 class LogCapture
@@ -22,6 +22,7 @@ public:
     {
         std::lock_guard<std::mutex> lock(state().mutex);
         state().lines.clear();
+        state().others.clear();
         state().previous = qInstallMessageHandler(&LogCapture::handle);
         QLoggingCategory::setFilterRules(enableAll ? QStringLiteral("orvkit.*=true") : QString());
     }
@@ -39,6 +40,12 @@ public:
     {
         std::lock_guard<std::mutex> lock(state().mutex);
         return state().lines;
+    }
+
+    std::vector<std::string> otherLines() const
+    {
+        std::lock_guard<std::mutex> lock(state().mutex);
+        return state().others;
     }
 
     // The lines that hold every one of the texts.
@@ -68,6 +75,7 @@ private:
     {
         std::mutex mutex;
         std::vector<std::string> lines;
+        std::vector<std::string> others;
         QtMessageHandler previous = nullptr;
     };
 
@@ -87,6 +95,7 @@ private:
         QtMessageHandler previous;
         {
             std::lock_guard<std::mutex> lock(state().mutex);
+            state().others.push_back(message.toStdString());
             previous = state().previous;
         }
         if (previous != nullptr)
