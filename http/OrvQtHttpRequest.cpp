@@ -324,7 +324,10 @@ void OrvQtHttpRequest::logOutcome(unsigned int errorCode, unsigned int httpStatu
         line += QStringLiteral(" redirect to %1 not followed")
                     .arg(quoted(originAndPath(reply->url().resolved(target))));
     } else if (errorCode != 0) {
-        line += QLatin1Char(' ') + quoted(reply->errorString());
+        // Qt's text may quote the whole URL; the query stays out here too.
+        QString text = reply->errorString();
+        text.replace(reply->url().toString(), originAndPath(reply->url()));
+        line += QLatin1Char(' ') + quoted(text);
     }
     // Qt says no more than "SSL handshake failed"; what was offered narrows it down.
     if (errorCode == QNetworkReply::SslHandshakeFailedError)
