@@ -104,14 +104,9 @@ void logResult(unsigned int context, unsigned int networkError, unsigned int htt
     qCInfo(lcOrvService).noquote() << line;
 }
 
-const char* poolFullText(int method)
-{
-    switch (method) {
-    case 0: return "accepted, then refused: all five GET requests busy";
-    case 1: return "accepted, then refused: all five POST requests busy";
-    default: return "accepted, then refused: all five DELETE requests busy";
-    }
-}
+const char kGetPoolFull[] = "accepted, then refused: all five GET requests busy";
+const char kPostPoolFull[] = "accepted, then refused: all five POST requests busy";
+const char kDeletePoolFull[] = "accepted, then refused: all five DELETE requests busy";
 
 } // namespace
 
@@ -345,8 +340,10 @@ void OrvServerService::runPlainCommand(const PlainCommand& command, const std::v
     case Method::Post: slot = createPostRequest(url, command.context, OrvQtHttpRequest::SSL_PROTOCOL_TLSV1_2); break;
     }
     if (slot == nullptr) {
-        logCommand(command.code, poolFullText(static_cast<int>(command.method)), MSG_REQUEST_ERROR,
-                   REQUEST_ERROR_NO_REQUEST);
+        const char* busy = command.method == Method::Get    ? kGetPoolFull
+                           : command.method == Method::Post ? kPostPoolFull
+                                                            : kDeletePoolFull;
+        logCommand(command.code, busy, MSG_REQUEST_ERROR, REQUEST_ERROR_NO_REQUEST);
         sendCode(REQUEST_ERROR_NO_REQUEST, MSG_REQUEST_ERROR);
         return;
     }
@@ -463,7 +460,7 @@ void OrvServerService::runLogin(const std::vector<uint8>& data)
     }
     OrvQtHttpRequest** slot = createPostRequest(url, CONTEXT_LOGIN, OrvQtHttpRequest::SSL_PROTOCOL_TLSV1_2);
     if (slot == nullptr) {
-        logCommand(CMD_LOGIN, poolFullText(1), MSG_LOGIN_ERROR, REQUEST_ERROR_NO_REQUEST);
+        logCommand(CMD_LOGIN, kPostPoolFull, MSG_LOGIN_ERROR, REQUEST_ERROR_NO_REQUEST);
         sendCode(REQUEST_ERROR_NO_REQUEST, MSG_LOGIN_ERROR);
         return;
     }
@@ -525,7 +522,7 @@ void OrvServerService::runShadowUpdate(const std::vector<uint8>& data)
     sendMessage(std::vector<uint8_t>(), MSG_ACCEPTED | CMD_UPDATE_SHADOW);
     OrvQtHttpRequest** slot = createPostRequest(url, CONTEXT_SHADOW, OrvQtHttpRequest::SSL_PROTOCOL_TLSV1_2);
     if (slot == nullptr) {
-        logCommand(CMD_UPDATE_SHADOW, poolFullText(1), MSG_REQUEST_ERROR, REQUEST_ERROR_NO_REQUEST);
+        logCommand(CMD_UPDATE_SHADOW, kPostPoolFull, MSG_REQUEST_ERROR, REQUEST_ERROR_NO_REQUEST);
         sendCode(REQUEST_ERROR_NO_REQUEST, MSG_REQUEST_ERROR);
         return;
     }
