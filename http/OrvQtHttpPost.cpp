@@ -1,5 +1,7 @@
 #include "http/OrvQtHttpPost.h"
 
+#include "util/OrvHttpUtils.h"
+
 #include <QNetworkAccessManager>
 #include <QNetworkRequest>
 #include <QUrl>
@@ -49,9 +51,9 @@ QByteArray OrvQtHttpPost::makeBody() const
             body.append('&');
         }
         // Empty exclude/include sets: only unreserved characters stay, a space is "%20".
-        body.append(QUrl::toPercentEncoding(QString::fromUtf8(parameter.first.c_str())));
+        body.append(QUrl::toPercentEncoding(OrvHttpUtils::fromAsciiToFirstZero(parameter.first)));
         body.append('=');
-        body.append(QUrl::toPercentEncoding(QString::fromUtf8(parameter.second.c_str())));
+        body.append(QUrl::toPercentEncoding(OrvHttpUtils::fromAsciiToFirstZero(parameter.second)));
     }
     return body;
 }

@@ -1,8 +1,14 @@
 #include "http/OrvQtHttpRequest.h"
 
 #include "http/QtHttpRequestListener.h"
+#include "util/OrvHttpUtils.h"
+#include "util/OrvLogging.h"
 
+#include <QNetworkAccessManager>
+#include <QNetworkProxy>
+#include <QNetworkProxyFactory>
 #include <QNetworkRequest>
+#include <QStringList>
 #include <QTimer>
 #include <QUrl>
 #include <QUrlQuery>
@@ -10,6 +16,70 @@
 
 #include <algorithm>
 #include <utility>
+
+namespace {
+
+QString methodName(QNetworkAccessManager::Operation operation)
+{
+    switch (operation) {
+    case QNetworkAccessManager::GetOperation: return QStringLiteral("GET");
+    case QNetworkAccessManager::PostOperation: return QStringLiteral("POST");
+    case QNetworkAccessManager::DeleteOperation: return QStringLiteral("DELETE");
+    case QNetworkAccessManager::HeadOperation: return QStringLiteral("HEAD");
+    case QNetworkAccessManager::PutOperation: return QStringLiteral("PUT");
+    default: return QStringLiteral("CUSTOM");
+    }
+}
+
+// Origin and path only: the query carries the device's identity and is
+// not needed to tell one request from another.
+QString originAndPath(const QUrl& url)
+{
+    return url.toString(QUrl::RemoveUserInfo | QUrl::RemoveQuery | QUrl::RemoveFragment | QUrl::FullyEncoded);
+}
+
+// The proxy Qt picks for this URL, by the rules of its own lookup (which
+// never proxies a loopback host).
+QString proxyInUse(const QNetworkAccessManager* manager, const QUrl& url)
+{
+    QNetworkProxy proxy = manager->proxy();
+    if (proxy.type() == QNetworkProxy::DefaultProxy) {
+        const QNetworkProxyQuery query(url);
+        const QList<QNetworkProxy> candidates = manager->proxyFactory() != nullptr
+                                                    ? manager->proxyFactory()->queryProxy(query)
+                                                    : QNetworkProxyFactory::proxyForQuery(query);
+        proxy = candidates.isEmpty() ? QNetworkProxy(QNetworkProxy::NoProxy) : candidates.first();
+    }
+    if (proxy.type() == QNetworkProxy::NoProxy || proxy.type() == QNetworkProxy::DefaultProxy)
+        return QStringLiteral("direct");
+    return QStringLiteral("via proxy %1:%2").arg(proxy.hostName()).arg(proxy.port());
+}
+
+QString protocolText(QSsl::SslProtocol protocol)
+{
+    switch (protocol) {
+    case QSsl::TlsV1_0: return QStringLiteral("TLS 1.0 only");
+    case QSsl::TlsV1_1: return QStringLiteral("TLS 1.1 only");
+    case QSsl::TlsV1_2: return QStringLiteral("TLS 1.2 only");
+    case QSsl::TlsV1_3: return QStringLiteral("TLS 1.3 only");
+    case QSsl::TlsV1_0OrLater: return QStringLiteral("TLS 1.0 or later");
+    case QSsl::TlsV1_1OrLater: return QStringLiteral("TLS 1.1 or later");
+    case QSsl::TlsV1_2OrLater: return QStringLiteral("TLS 1.2 or later");
+    case QSsl::TlsV1_3OrLater: return QStringLiteral("TLS 1.3 or later");
+    case QSsl::SecureProtocols: return QStringLiteral("Qt's secure protocols");
+    default: return QStringLiteral("protocol %1").arg(static_cast<int>(protocol));
+    }
+}
+
+// One event, one line.
+QString quoted(QString text)
+{
+    text.replace(QLatin1Char('\n'), QLatin1Char(' '));
+    text.replace(QLatin1Char('\r'), QLatin1Char(' '));
+    return QLatin1Char('"') + text + QLatin1Char('"');
+}
+
+} // namespace
 
 OrvQtHttpRequest::OrvQtHttpRequest(QNetworkAccessManager* manager_, QtHttpRequestListener* listener_,
                                    QObject* parent)
@@ -161,12 +231,19 @@ void OrvQtHttpRequest::execute2(const QSslConfiguration& config)
 
 bool OrvQtHttpRequest::canExecute() const
 {
-    return manager != nullptr && !url.empty();
+    if (manager != nullptr && !url.empty())
+        return true;
+    qCDebug(lcOrvHttp).noquote() << QStringLiteral("request not started, context %1: %2")
+                                        .arg(context)
+                                        .arg(manager == nullptr ? QStringLiteral("no network manager")
+                                                                : QStringLiteral("no URL"));
+    return false;
 }
 
 QUrl OrvQtHttpRequest::makeUrl() const
 {
-    return QUrl(QString::fromLatin1(url.c_str()), QUrl::TolerantMode);
+    // Every byte, so that a zero byte in a destination id is escaped, not a cut.
+    return QUrl(OrvHttpUtils::fromAscii(url), QUrl::TolerantMode);
 }
 
 void OrvQtHttpRequest::applyQuery(QUrl& target) const
@@ -176,7 +253,8 @@ void OrvQtHttpRequest::applyQuery(QUrl& target) const
     }
     QUrlQuery query;
     for (const auto& parameter : requestParameters) {
-        query.addQueryItem(QString::fromUtf8(parameter.first.c_str()), QString::fromUtf8(parameter.second.c_str()));
+        query.addQueryItem(OrvHttpUtils::fromAsciiToFirstZero(parameter.first),
+                           OrvHttpUtils::fromAsciiToFirstZero(parameter.second));
     }
     target.setQuery(query);
 }
@@ -211,7 +289,13 @@ void OrvQtHttpRequest::applySslConfigurationHook(QSslConfiguration& config) cons
 void OrvQtHttpRequest::startReply(QNetworkReply* newReply)
 {
     reply = newReply;
+    attemptClock.start();
     if (reply != nullptr) {
+        qCDebug(lcOrvHttp).noquote() << QStringLiteral("request %1 %2 %3 started, context %4, timeout %5 ms")
+                                            .arg(methodName(reply->operation()), originAndPath(reply->url()),
+                                                 proxyInUse(manager, reply->url()))
+                                            .arg(context)
+                                            .arg(timeout);
         connect(reply, &QNetworkReply::finished, this, &OrvQtHttpRequest::slotFinished);
         connect(reply, &QNetworkReply::readyRead, this, &OrvQtHttpRequest::slotReadyRead);
 #if QT_VERSION >= QT_VERSION_CHECK(5, 15, 0)
@@ -226,6 +310,36 @@ void OrvQtHttpRequest::startReply(QNetworkReply* newReply)
     timer->setSingleShot(true);
     timer->start(timeout);
     status = STATUS_EXECUTING;
+}
+
+void OrvQtHttpRequest::logOutcome(unsigned int errorCode, unsigned int httpStatus, size_t bytes, bool retry) const
+{
+    QString line = QStringLiteral("request %1 %2 %3 -> status %4 error %5")
+                       .arg(methodName(reply->operation()), originAndPath(reply->url()),
+                            proxyInUse(manager, reply->url()))
+                       .arg(httpStatus)
+                       .arg(errorCode);
+    if (errorCode == REDIRECT_ERROR) {
+        const QUrl target = reply->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl();
+        line += QStringLiteral(" redirect to %1 not followed")
+                    .arg(quoted(originAndPath(reply->url().resolved(target))));
+    } else if (errorCode != 0) {
+        // Qt's text may quote the whole URL; the query stays out here too.
+        QString text = reply->errorString();
+        text.replace(reply->url().toString(), originAndPath(reply->url()));
+        line += QLatin1Char(' ') + quoted(text);
+    }
+    // Qt says no more than "SSL handshake failed"; what was offered narrows it down.
+    if (errorCode == QNetworkReply::SslHandshakeFailedError)
+        line += QStringLiteral(", offered ") + protocolText(reply->request().sslConfiguration().protocol());
+    line += QStringLiteral(" %1 B %2 ms").arg(bytes).arg(attemptClock.elapsed());
+    if (canceled)
+        line += QStringLiteral(", canceled");
+    else if (timedOut)
+        line += QStringLiteral(", timed out");
+    if (retry)
+        line += QStringLiteral(", retry %1").arg(retriesDone + 1);
+    qCInfo(lcOrvHttp).noquote() << line;
 }
 
 void OrvQtHttpRequest::releaseReply()
@@ -272,6 +386,10 @@ void OrvQtHttpRequest::slotFinished()
 
     const QVariant statusAttribute = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     const unsigned int httpStatus = statusAttribute.isValid() ? statusAttribute.toUInt() : 0;
+    const bool retry = !canceled && shouldRetry(errorCode, httpStatus) &&
+                       (retryCount == -1 || retryCount > retriesDone);
+    if (lcOrvHttp().isInfoEnabled())
+        logOutcome(errorCode, httpStatus, body.size(), retry);
 
     releaseReply();
 
@@ -282,7 +400,7 @@ void OrvQtHttpRequest::slotFinished()
         return;
     }
 
-    if (shouldRetry(errorCode, httpStatus) && (retryCount == -1 || retryCount > retriesDone)) {
+    if (retry) {
         ++retriesDone;
         execute();
         return;
@@ -306,7 +424,16 @@ void OrvQtHttpRequest::slotError(QNetworkReply::NetworkError error)
 
 void OrvQtHttpRequest::slotSslErrors(const QList<QSslError>& errors)
 {
-    (void)errors;
+    if (reply != nullptr && lcOrvHttp().isInfoEnabled()) {
+        QStringList texts;
+        for (const QSslError& error : errors)
+            texts << QString::number(static_cast<int>(error.error())) + QLatin1Char(' ') + quoted(error.errorString());
+        qCInfo(lcOrvHttp).noquote() << QStringLiteral("request %1 %2 TLS errors %3: %4")
+                                           .arg(methodName(reply->operation()), originAndPath(reply->url()),
+                                                ignoreSslError ? QStringLiteral("ignored")
+                                                               : QStringLiteral("refused"),
+                                                texts.join(QStringLiteral("; ")));
+    }
     if (ignoreSslError && reply != nullptr) {
         reply->ignoreSslErrors();
     }
@@ -314,6 +441,11 @@ void OrvQtHttpRequest::slotSslErrors(const QList<QSslError>& errors)
 
 void OrvQtHttpRequest::slotTimeout()
 {
+    if (reply != nullptr) {
+        qCInfo(lcOrvHttp).noquote() << QStringLiteral("request %1 %2 timed out after %3 ms, aborted")
+                                           .arg(methodName(reply->operation()), originAndPath(reply->url()))
+                                           .arg(timeout);
+    }
     timedOut = true;
     if (reply != nullptr) {
         reply->abort();

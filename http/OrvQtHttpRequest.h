@@ -1,6 +1,7 @@
 #ifndef ORV_QT_HTTP_REQUEST_H
 #define ORV_QT_HTTP_REQUEST_H
 
+#include <QElapsedTimer>
 #include <QList>
 #include <QNetworkReply>
 #include <QObject>
@@ -129,6 +130,7 @@ private:
     Q_DISABLE_COPY(OrvQtHttpRequest)
 
     void releaseReply();
+    void logOutcome(unsigned int errorCode, unsigned int httpStatus, size_t bytes, bool retry) const;
 
     QtHttpRequestListener* listener;
     QNetworkAccessManager* manager;
@@ -148,6 +150,7 @@ private:
     bool timedOut;
     unsigned int context;
     SslConfigurationHook sslConfigurationHook;
+    QElapsedTimer attemptClock;
 };
 
 #endif

@@ -9,15 +9,19 @@
 
 class OrvKitImpl;
 
-// Implemented by the application. Every callback runs on the library's own
-// event thread, never on the thread that called OrvKit.
+// Implemented by the application. No callback runs on a thread that called
+// OrvKit; none may destroy the OrvKit.
 class ORVKIT_EXPORT OrvKitListener
 {
 public:
     virtual ~OrvKitListener();
+    // On the library's worker thread "OrvKitImpl", just before its event
+    // thread starts: commands are taken from here on.
     virtual void onOpenEnd();
+    // On the worker thread "OrvKitImpl", after the event thread has ended.
     virtual void onCloseEnd();
-    // message.data is owned by the library and freed when this returns.
+    // On the library's event thread. message.data is owned by the library
+    // and freed when this returns.
     virtual void onMessage(OrvKitDef::CmdData& message);
 };
 

@@ -2,6 +2,7 @@
 
 #include "kit/VxThread.h"
 #include "service/OrvServerService.h"
+#include "util/OrvLogging.h"
 
 #include <QCoreApplication>
 
@@ -30,7 +31,12 @@ OrvKitImpl::~OrvKitImpl()
 int OrvKitImpl::open()
 {
     uint8_t expected = 0;
-    return opened.compare_exchange_strong(expected, 1) ? 1 : 0;
+    if (!opened.compare_exchange_strong(expected, 1)) {
+        qCDebug(lcOrvKit) << "open: refused, already open";
+        return 0;
+    }
+    qCDebug(lcOrvKit) << "open: requested";
+    return 1;
 }
 
 int OrvKitImpl::close()
@@ -88,8 +94,15 @@ unsigned int OrvKitImpl::MainProc()
 {
     if (running == 0)
         return 0;
+    bool toldWaiting = false;
     for (;;) {
+        if (opened == 1 && QCoreApplication::instance() == nullptr && !toldWaiting) {
+            qCDebug(lcOrvKit) << "open: waiting for a Qt application object";
+            toldWaiting = true;
+        }
         if (opened == 1 && QCoreApplication::instance() != nullptr) {
+            toldWaiting = false;
+            qCDebug(lcOrvKit) << "open: creating the service";
             OrvServerService* created = new OrvServerService(preferences, nullptr);
             {
                 std::lock_guard<std::mutex> guard(serviceLock);
@@ -106,6 +119,7 @@ unsigned int OrvKitImpl::MainProc()
                 service = nullptr;
             }
             delete created;
+            qCDebug(lcOrvKit) << "close: service deleted";
             if (running == 1)
                 continue;
             return 0;

@@ -3,6 +3,8 @@
 #include "http/OrvQtHttpDelete.h"
 #include "http/OrvQtHttpGet.h"
 #include "http/OrvQtHttpPost.h"
+#include "util/OrvHttpUtils.h"
+#include "util/OrvLogging.h"
 
 #include <QNetworkAccessManager>
 #include <QNetworkProxy>
@@ -133,11 +135,13 @@ int OrvQtHandler::eventLoop()
 
     applyProxyFromEnvironment();
 
+    qCDebug(lcOrvKit) << "open: network manager and event thread made, commands connected; onOpenEnd";
     openEnd();
 
     eventThread->start(QThread::InheritPriority);
     eventThread->wait();
     handOverAcquire(&eventThread);
+    qCDebug(lcOrvKit) << "close: event thread ended, network objects deleted";
 
     commandsConnected = false;
     disconnect(closeConnection);
@@ -148,6 +152,7 @@ int OrvQtHandler::eventLoop()
     delete networkManager;
     networkManager = nullptr;
 
+    qCDebug(lcOrvKit) << "close: onCloseEnd";
     closeEnd();
     return 0;
 }
@@ -166,6 +171,7 @@ void OrvQtHandler::slotCommand(std::vector<uint8> data, ulong uniqueID)
 
 int OrvQtHandler::close()
 {
+    qCDebug(lcOrvKit) << "close: requested";
     closeRequested = true;
     Q_EMIT signalClose();
     return 0;
@@ -173,6 +179,7 @@ int OrvQtHandler::close()
 
 void OrvQtHandler::slotClose()
 {
+    qCDebug(lcOrvKit) << "close: stopping the event thread";
     closeStart();
     if (eventThread != nullptr)
         eventThread->quit();
@@ -229,7 +236,7 @@ void OrvQtHandler::cleanupDeleteRequests(bool force) { cleanupRequests(deleteReq
 
 bool OrvQtHandler::isValidUrl(const std::string& url)
 {
-    return QUrl(QString::fromLatin1(url.c_str()), QUrl::TolerantMode).isValid();
+    return QUrl(OrvHttpUtils::fromAscii(url), QUrl::TolerantMode).isValid();
 }
 
 std::string OrvQtHandler::UrlEncoding(const std::string& text)
@@ -249,11 +256,19 @@ void OrvQtHandler::applyProxyFromEnvironment()
     if (value == nullptr)
         return;
     const QUrl url(QString::fromLocal8Bit(value), QUrl::TolerantMode);
-    if (!url.isValid() || url.isEmpty())
+    if (!url.isValid() || url.isEmpty()) {
+        // The value itself may hold credentials: only its length is told.
+        if (*value != '\0')
+            qCDebug(lcOrvKit).noquote()
+                << QStringLiteral("open: http_proxy ignored, not a URL (%1 characters)").arg(qstrlen(value));
         return;
+    }
     const int port = url.port() > 0 ? url.port() : 8080;
     // Credentials in the variable are ignored on purpose.
     QNetworkProxy proxy(QNetworkProxy::HttpProxy, url.host(QUrl::FullyDecoded), static_cast<quint16>(port),
                         QString(), QString());
     QNetworkProxy::setApplicationProxy(proxy);
+    qCDebug(lcOrvKit).noquote() << QStringLiteral("open: proxy %1:%2 from http_proxy for every non-loopback host")
+                                       .arg(proxy.hostName())
+                                       .arg(port);
 }

@@ -4,6 +4,7 @@
 #include "sysdata/SystemInformation.h"
 #include "util/OrvArrayUtils.h"
 #include "util/OrvHttpUtils.h"
+#include "util/OrvLogging.h"
 
 #include <OrvKit.h>
 #include <VxSerialization.h>
@@ -61,6 +62,51 @@ std::string errorCodeText(const std::vector<uint8_t>& body)
         return std::string();
     return error.code;
 }
+
+QString hex(unsigned long value)
+{
+    return QStringLiteral("0x%1").arg(value, 2, 16, QLatin1Char('0'));
+}
+
+// "command 0x21 <what> -> 0x8071 [2]"; no arrow when nothing is answered.
+void logCommand(unsigned long code, const char* what, unsigned long messageId = 0, int payloadByte = -1)
+{
+    if (!lcOrvService().isInfoEnabled())
+        return;
+    QString line = QStringLiteral("command %1 %2").arg(hex(code), QLatin1String(what));
+    if (messageId != 0)
+        line += QStringLiteral(" -> ") + hex(messageId);
+    if (payloadByte >= 0)
+        line += QStringLiteral(" [%1]").arg(payloadByte);
+    qCInfo(lcOrvService).noquote() << line;
+}
+
+// "result context 4: status 404 error 0 server code "E4041001" -> 0x8073 [128]".
+// Bodies are never logged, only their size, since some carry tokens or keys.
+void logResult(unsigned int context, unsigned int networkError, unsigned int httpStatus,
+               const std::vector<uint8_t>& body, unsigned long messageId, const std::vector<uint8_t>* failure)
+{
+    if (!lcOrvService().isInfoEnabled())
+        return;
+    QString line =
+        QStringLiteral("result context %1: status %2 error %3").arg(context).arg(httpStatus).arg(networkError);
+    if (failure != nullptr && !body.empty()) {
+        const std::string code = errorCodeText(body);
+        if (!code.empty())
+            line += QStringLiteral(" server code \"%1\"").arg(QString::fromStdString(code));
+    }
+    if (messageId == 0)
+        line += QStringLiteral(" -> no message");
+    else if (failure != nullptr && !failure->empty())
+        line += QStringLiteral(" -> %1 [%2]").arg(hex(messageId)).arg(failure->front());
+    else
+        line += QStringLiteral(" -> %1, %2 B").arg(hex(messageId)).arg(body.size());
+    qCInfo(lcOrvService).noquote() << line;
+}
+
+const char kGetPoolFull[] = "accepted, then refused: all five GET requests busy";
+const char kPostPoolFull[] = "accepted, then refused: all five POST requests busy";
+const char kDeletePoolFull[] = "accepted, then refused: all five DELETE requests busy";
 
 } // namespace
 
@@ -190,8 +236,9 @@ void OrvServerService::cleanupAllHttpRequests()
         cleanupHttpRequest(slot);
 }
 
-int OrvServerService::httpCanceled(unsigned int)
+int OrvServerService::httpCanceled(unsigned int context)
 {
+    qCDebug(lcOrvService).noquote() << QStringLiteral("result context %1: canceled -> no message").arg(context);
     cleanupAllHttpRequests();
     return setNetworkAccessStatus();
 }
@@ -230,6 +277,7 @@ std::string OrvServerService::makerText() const
 
 void OrvServerService::recvCommand(const std::vector<uint8>& data, unsigned long uniqueID)
 {
+    qCDebug(lcOrvService).noquote() << QStringLiteral("command %1 received, %2 B").arg(hex(uniqueID)).arg(data.size());
     static const PlainCommand kPlainCommands[] = {
         {CMD_GET_INFO_SUMMARY, Method::Get, "/api/navi/info/v1/summary", CONTEXT_INFO_SUMMARY, false},
         {CMD_GET_SPOTS, Method::Get, "/api/navi/bookmarks/v1/spots", CONTEXT_SPOTS, true},
@@ -262,6 +310,7 @@ void OrvServerService::recvCommand(const std::vector<uint8>& data, unsigned long
             return;
         }
     }
+    logCommand(uniqueID, "unknown, no answer");
     setNetworkAccessStatus();
 }
 
@@ -277,9 +326,11 @@ void OrvServerService::runPlainCommand(const PlainCommand& command, const std::v
         url += kSpotDetailSuffix;
 
     if (command.needsData && data.empty()) {
+        logCommand(command.code, "refused: no command bytes", MSG_REQUEST_ERROR, REQUEST_ERROR_EMPTY_DATA);
         sendCode(REQUEST_ERROR_EMPTY_DATA, MSG_REQUEST_ERROR);
         return;
     }
+    logCommand(command.code, "accepted", MSG_ACCEPTED | command.code);
     sendMessage(std::vector<uint8_t>(), MSG_ACCEPTED | command.code);
 
     OrvQtHttpRequest** slot = nullptr;
@@ -289,6 +340,10 @@ void OrvServerService::runPlainCommand(const PlainCommand& command, const std::v
     case Method::Post: slot = createPostRequest(url, command.context, OrvQtHttpRequest::SSL_PROTOCOL_TLSV1_2); break;
     }
     if (slot == nullptr) {
+        const char* busy = command.method == Method::Get    ? kGetPoolFull
+                           : command.method == Method::Post ? kPostPoolFull
+                                                            : kDeletePoolFull;
+        logCommand(command.code, busy, MSG_REQUEST_ERROR, REQUEST_ERROR_NO_REQUEST);
         sendCode(REQUEST_ERROR_NO_REQUEST, MSG_REQUEST_ERROR);
         return;
     }
@@ -378,11 +433,13 @@ void OrvServerService::runLogin(const std::vector<uint8>& data)
     OrvQtHttpRequest**& handle = requestSlots[CONTEXT_LOGIN - 1];
     resetHttpRequest(handle);
     if (data.empty()) {
+        logCommand(CMD_LOGIN, "refused: no command bytes", MSG_LOGIN_ERROR, REQUEST_ERROR_EMPTY_DATA);
         sendCode(REQUEST_ERROR_EMPTY_DATA, MSG_LOGIN_ERROR);
         return;
     }
     storeAccessoryInfo(data);
     if (accessoryInfo->model.empty() || accessoryInfo->deviceNo.empty()) {
+        logCommand(CMD_LOGIN, "refused: identity incomplete, wiped", MSG_LOGIN_ERROR, REQUEST_ERROR_NO_REQUEST);
         sendCode(REQUEST_ERROR_NO_REQUEST, MSG_LOGIN_ERROR);
         return;
     }
@@ -394,13 +451,16 @@ void OrvServerService::runLogin(const std::vector<uint8>& data)
     struct tm local;
     localtime_r(&now, &local);
 
+    logCommand(CMD_LOGIN, "accepted", MSG_LOGIN_ACCEPTED);
     sendMessage(std::vector<uint8_t>(), MSG_LOGIN_ACCEPTED);
     if (static_cast<long long>(now) < static_cast<long long>(expiration) && !token.empty()) {
+        logCommand(CMD_LOGIN, "answered: the stored token is still valid", MSG_LOGIN_RESULT);
         sendMessage(std::vector<uint8_t>(), MSG_LOGIN_RESULT);
         return;
     }
     OrvQtHttpRequest** slot = createPostRequest(url, CONTEXT_LOGIN, OrvQtHttpRequest::SSL_PROTOCOL_TLSV1_2);
     if (slot == nullptr) {
+        logCommand(CMD_LOGIN, kPostPoolFull, MSG_LOGIN_ERROR, REQUEST_ERROR_NO_REQUEST);
         sendCode(REQUEST_ERROR_NO_REQUEST, MSG_LOGIN_ERROR);
         return;
     }
@@ -417,6 +477,7 @@ void OrvServerService::runLogin(const std::vector<uint8>& data)
 void OrvServerService::runCertificate()
 {
     if (!caCertificatePem.empty() && !certificatePem.empty() && !privateKey.empty()) {
+        logCommand(CMD_GET_CERTIFICATE, "answered: a certificate is held", MSG_CERTIFICATE_RESULT);
         sendMessage(std::vector<uint8_t>(), MSG_CERTIFICATE_RESULT);
         return;
     }
@@ -426,9 +487,12 @@ void OrvServerService::runCertificate()
                                            : preferences->certificateOrigin + "/prod/cert";
     OrvQtHttpRequest** slot = createPostRequest(url, CONTEXT_CERTIFICATE, OrvQtHttpRequest::SSL_PROTOCOL_TLSV1_2);
     if (slot == nullptr) {
+        logCommand(CMD_GET_CERTIFICATE, "refused: all five POST requests busy", MSG_REQUEST_ERROR,
+                   REQUEST_ERROR_NO_REQUEST);
         sendCode(REQUEST_ERROR_NO_REQUEST, MSG_REQUEST_ERROR);
         return;
     }
+    logCommand(CMD_GET_CERTIFICATE, "started (no acceptance message)");
     OrvQtHttpRequest* request = *slot;
     request->setRequestProperty("Authorization", "Bearer " + SysDataOrvToken::GetInstance()->getTokenAccess());
     OrvKitDat::CertificateRequest certificateRequest;
@@ -450,12 +514,15 @@ void OrvServerService::runShadowUpdate(const std::vector<uint8>& data)
     const std::string url = (isTestServer() ? preferences->deviceShadowTestOrigin : preferences->deviceShadowOrigin) +
                             "/things/" + thingName + "/shadow";
     if (data.empty()) {
+        logCommand(CMD_UPDATE_SHADOW, "refused: no command bytes", MSG_REQUEST_ERROR, REQUEST_ERROR_EMPTY_DATA);
         sendCode(REQUEST_ERROR_EMPTY_DATA, MSG_REQUEST_ERROR);
         return;
     }
+    logCommand(CMD_UPDATE_SHADOW, "accepted", MSG_ACCEPTED | CMD_UPDATE_SHADOW);
     sendMessage(std::vector<uint8_t>(), MSG_ACCEPTED | CMD_UPDATE_SHADOW);
     OrvQtHttpRequest** slot = createPostRequest(url, CONTEXT_SHADOW, OrvQtHttpRequest::SSL_PROTOCOL_TLSV1_2);
     if (slot == nullptr) {
+        logCommand(CMD_UPDATE_SHADOW, kPostPoolFull, MSG_REQUEST_ERROR, REQUEST_ERROR_NO_REQUEST);
         sendCode(REQUEST_ERROR_NO_REQUEST, MSG_REQUEST_ERROR);
         return;
     }
@@ -486,6 +553,13 @@ void OrvServerService::runShadowUpdate(const std::vector<uint8>& data)
     const QSslKey key(QByteArray::fromStdString(privateKey), QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey, QByteArray());
     if (!key.isNull())
         configuration.setPrivateKey(key);
+    if (caCertificate.isNull() || certificate.isNull() || key.isNull())
+        qCInfo(lcOrvService).noquote()
+            << QStringLiteral("command 0x61 sent without part of its TLS identity: CA certificate %1, "
+                              "client certificate %2, private key %3 (fetch one with command 0x65)")
+                   .arg(caCertificate.isNull() ? QStringLiteral("missing") : QStringLiteral("set"),
+                        certificate.isNull() ? QStringLiteral("missing") : QStringLiteral("set"),
+                        key.isNull() ? QStringLiteral("missing") : QStringLiteral("set"));
 
     handle = slot;
     request->execute2(configuration);
@@ -529,9 +603,11 @@ int OrvServerService::httpFinished(unsigned int networkError, unsigned int httpS
             caCertificatePem.clear();
             certificatePem.clear();
             privateKey.clear();
+            logResult(context, networkError, httpStatus, body, MSG_LOGIN_RESULT, nullptr);
             sendMessage(body, MSG_LOGIN_RESULT);
         } else {
             onFinishOrvaneAssistErrorSet(networkError, httpStatus, body, context, failure);
+            logResult(context, networkError, httpStatus, body, MSG_LOGIN_RESULT_ERROR, &failure);
             sendMessage(failure, MSG_LOGIN_RESULT_ERROR);
         }
     } else if (context == CONTEXT_CERTIFICATE) {
@@ -541,27 +617,37 @@ int OrvServerService::httpFinished(unsigned int networkError, unsigned int httpS
                 caCertificatePem = certificate.caCertificatePem;
                 certificatePem = certificate.certificatePem;
                 privateKey = certificate.privateKey;
+                logResult(context, networkError, httpStatus, body, MSG_CERTIFICATE_RESULT, nullptr);
                 sendMessage(body, MSG_CERTIFICATE_RESULT);
+            } else {
+                logResult(context, networkError, httpStatus, body, 0, nullptr);
             }
         } else {
             onFinishOrvaneAssistErrorSetAws(networkError, httpStatus, body, context, failure);
+            logResult(context, networkError, httpStatus, body, MSG_CERTIFICATE_ERROR, &failure);
             sendMessage(failure, MSG_CERTIFICATE_ERROR);
         }
     } else {
+        bool routed = false;
         for (const Route& route : kRoutes) {
             if (route.context != context)
                 continue;
+            routed = true;
             if (networkError == 0 && httpStatus == route.successStatus) {
+                logResult(context, networkError, httpStatus, body, route.successId, nullptr);
                 sendMessage(body, route.successId);
             } else {
                 if (route.deviceMapper)
                     onFinishOrvaneAssistErrorSetAws(networkError, httpStatus, body, context, failure);
                 else
                     onFinishOrvaneAssistErrorSet(networkError, httpStatus, body, context, failure);
+                logResult(context, networkError, httpStatus, body, MSG_RESULT_ERROR, &failure);
                 sendMessage(failure, MSG_RESULT_ERROR);
             }
             break;
         }
+        if (!routed)
+            logResult(context, networkError, httpStatus, body, 0, nullptr);
     }
 
     cleanupAllHttpRequests();

@@ -111,3 +111,13 @@ void OrvHttpUtils::splitString(const std::string& text, char delimiter, std::vec
 {
     split(text, delimiter, false, fields);
 }
+
+QString OrvHttpUtils::fromAscii(const std::string& bytes)
+{
+    return QString::fromLatin1(bytes.data(), static_cast<int>(bytes.size()));
+}
+
+QString OrvHttpUtils::fromAsciiToFirstZero(const std::string& bytes)
+{
+    return QString::fromLatin1(bytes.c_str());
+}

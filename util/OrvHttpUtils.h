@@ -1,12 +1,15 @@
 #ifndef ORV_HTTP_UTILS_H
 #define ORV_HTTP_UTILS_H
 
+#include <QString>
+
 #include <string>
 #include <vector>
 
 // Appends request fields to form or flat-JSON bodies and splits text into
 // lines or fields. Nothing is escaped: callers pass text that is already
-// safe for the target format.
+// safe for the target format. Also the one conversion of request bytes
+// (URL, query and form fields) into Qt text.
 class OrvHttpUtils
 {
 public:
@@ -32,6 +35,13 @@ public:
     static void splitString(const std::string& text, std::vector<std::string>& lines);
     // Appends the fields of text separated by delimiter.
     static void splitString(const std::string& text, char delimiter, std::vector<std::string>& fields);
+
+    // Qt 5's from-ASCII, that is Latin-1: one character per byte, so every
+    // byte survives percent-encoding and one identity is written the same
+    // way in a path, a query and a form body. Zero bytes are kept.
+    static QString fromAscii(const std::string& bytes);
+    // The same, cut at the first zero byte (C-string semantics).
+    static QString fromAsciiToFirstZero(const std::string& bytes);
 
 private:
     OrvHttpUtils() = delete;

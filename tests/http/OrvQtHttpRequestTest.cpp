@@ -3,6 +3,7 @@
 #include "http/OrvQtHttpPost.h"
 #include "http/QtHttpRequestListener.h"
 
+#include "LogCapture.h"
 #include "TestHttpsServer.h"
 #include "TestPki.h"
 
@@ -310,7 +311,8 @@ TEST_F(HttpRequestTest, PostBodyForms)
     const std::vector<Case> cases = {
         {"form", {{"name", "a b"}, {"id", "1&2"}}, "", "", false, "id=1%262&name=a%20b",
          "application/x-www-form-urlencoded"},
-        {"form escapes every reserved byte", {{"k", "a/b:c+d~\xC3\xA9"}}, "", "", false, "k=a%2Fb%3Ac%2Bd~%C3%A9", "-"},
+        {"form escapes every reserved byte, one character per byte", {{"k", "a/b:c+d~\xC3\xA9"}}, "", "", false,
+         "k=a%2Fb%3Ac%2Bd~%C3%83%C2%A9", "-"},
         {"bytes win over parameters", {{"ignored", "1"}}, "raw-bytes", "", false, "raw-bytes", "-"},
         {"empty body", {}, "", "", false, "", "-"},
         {"json property", {}, "{\"a\":\"1\"}", "application/json", false, "{\"a\":\"1\"}", "application/json"},
@@ -349,6 +351,29 @@ TEST_F(HttpRequestTest, PostBodyForms)
     EXPECT_EQ(server->requestCount(), cases.size());
 }
 
+TEST_F(HttpRequestTest, OneTextIsWrittenOneWayInPathQueryAndForm)
+{
+    const std::string text = "M\xC3\xA9 D\xE9";
+    const std::string encoded = "M%C3%83%C2%A9%20D%C3%A9";
+    OrvQtHttpGet* get = make<OrvQtHttpGet>("/p/" + text, 1);
+    get->setRequestParameter("t", text);
+    get->execute();
+    OrvQtHttpPost* post = make<OrvQtHttpPost>("/p/" + text, 2);
+    post->setRequestParameter("t", text);
+    post->execute();
+    ASSERT_TRUE(waitForOutcome(2));
+    ASSERT_EQ(server->requestCount(), 2u);
+    for (const TestHttpsServer::Request& seen : server->requests()) {
+        SCOPED_TRACE(seen.method);
+        if (seen.method == "GET") {
+            EXPECT_EQ(seen.target, "/p/" + encoded + "?t=" + encoded);
+        } else {
+            EXPECT_EQ(seen.target, "/p/" + encoded);
+            EXPECT_EQ(seen.body, "t=" + encoded);
+        }
+    }
+}
+
 TEST_F(HttpRequestTest, TimeOutReportsAbortWithoutBody)
 {
     server->route("GET", "/slow", TestHttpsServer::Reply::delayed(5000, TestHttpsServer::Reply::ok("late")));
@@ -358,6 +383,7 @@ TEST_F(HttpRequestTest, TimeOutReportsAbortWithoutBody)
 
     // Under an emulator the TLS handshake alone can take longer than 200 ms.
     const int timeoutMs = std::getenv("ORVKIT_TEST_EMULATOR") != nullptr ? 1000 : 200;
+    LogCapture log;
     QElapsedTimer clock;
     clock.start();
     OrvQtHttpGet* slow = make<OrvQtHttpGet>("/slow", 1);
@@ -376,6 +402,12 @@ TEST_F(HttpRequestTest, TimeOutReportsAbortWithoutBody)
         EXPECT_EQ(o.body, "") << "context " << o.context;
     }
     EXPECT_EQ(server->requestCount(), 2u);
+    const std::string timedOut = " timed out after " + std::to_string(timeoutMs) + " ms, aborted";
+    EXPECT_EQ(log.linesWith({"orvkit.http: request GET " + server->url("/slow") + timedOut}).size(), 1u)
+        << log.joined();
+    const std::string aborted = " direct -> status 0 error 5 \"Operation canceled\" 0 B ";
+    EXPECT_EQ(log.linesWith({"request GET " + server->url("/slow") + aborted, " ms, timed out"}).size(), 1u)
+        << log.joined();
 }
 
 TEST_F(HttpRequestTest, RetryBudget)

@@ -5,7 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+
 #include <chrono>
+#include <mutex>
+#include <string>
 #include <thread>
 
 namespace {
@@ -50,6 +54,56 @@ TEST(KitLifecycle, OpenNotifiesAndCloseNotifies)
     ASSERT_TRUE(listener.waitForClose());
     EXPECT_EQ(listener.openCount(), 1);
     EXPECT_TRUE(listener.received().empty()) << "unknown codes are answered with silence";
+}
+
+// onOpenEnd and onCloseEnd come from the worker thread, around the event
+// thread's life; messages come from the event thread.
+TEST(KitLifecycle, CallbacksRunOnTheLibrarysThreads)
+{
+    class ThreadListener : public RecordingListener
+    {
+    public:
+        void onOpenEnd() override { note(openThread, openName); RecordingListener::onOpenEnd(); }
+        void onCloseEnd() override { note(closeThread, closeName); RecordingListener::onCloseEnd(); }
+        void onMessage(OrvKitDef::CmdData& message) override
+        {
+            std::string ignored;
+            note(messageThread, ignored);
+            RecordingListener::onMessage(message);
+        }
+        std::thread::id openThread, closeThread, messageThread;
+        std::string openName, closeName;
+
+    private:
+        void note(std::thread::id& id, std::string& name)
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            id = std::this_thread::get_id();
+            char text[32] = {};
+            pthread_getname_np(pthread_self(), text, sizeof(text));
+            name = text;
+        }
+        std::mutex mutex;
+    };
+    ThreadListener listener;
+    {
+        OrvKit kit;
+        kit.setListener(&listener);
+        kit.open();
+        ASSERT_TRUE(listener.waitForOpen());
+        unsigned char none = 0;
+        OrvKitDef::CmdData destinations{&none, 1, OrvKitDef::CMD_GET_DESTINATIONS};
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(3);
+        while (kit.sendCommand(destinations) == 0 && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        ASSERT_TRUE(listener.waitForId(OrvKitDef::MSG_ACCEPTED | OrvKitDef::CMD_GET_DESTINATIONS));
+        kit.close();
+        ASSERT_TRUE(listener.waitForClose());
+    }
+    EXPECT_EQ(listener.openName, "OrvKitImpl");
+    EXPECT_EQ(listener.openThread, listener.closeThread);
+    EXPECT_NE(listener.messageThread, listener.openThread);
+    EXPECT_NE(listener.messageThread, std::this_thread::get_id());
 }
 
 TEST(KitLifecycle, RefusesNullAndEmptyCommands)

@@ -1,5 +1,6 @@
 // The ten plain data commands as the server sees them, and the immediate
 // answers that come before their results.
+#include "LogCapture.h"
 #include "ServiceFixture.h"
 #include "ServiceTestData.h"
 
@@ -118,6 +119,28 @@ TEST_F(DataCommandsTest, QueryCarriesParametersInKeyOrder)
               "deviceNo=D1&lat=&lon=&maker=07&model=M1&number=20&order=2&position=1&sort=1");
 }
 
+// Each identity byte becomes one character (Latin-1) wherever it goes, so
+// that every byte survives and the path and the query write it alike.
+TEST_F(DataCommandsTest, IdentityAndIdBytesAreWrittenOneWayOnTheRequestLine)
+{
+    openKit();
+    identify(7, "M\xC3\xA9", "D\xE9");
+    const std::string query = "?deviceNo=D%C3%A9&maker=07&model=M%C3%83%C2%A9";
+    ASSERT_EQ(session->run(CMD_GET_DESTINATIONS, {0}, {MSG_DESTINATIONS_RESULT}).size(), 2u);
+    EXPECT_EQ(production->lastRequest().target, "/api/navi/bookmarks/v1/destinations" + query);
+    ASSERT_EQ(session->run(CMD_UPDATE_SHADOW, positionsCommand(OrvKitDat::CarPositions()), {MSG_SHADOW_RESULT}).size(),
+              2u);
+    EXPECT_EQ(production->lastRequest().target, "/things/M%C3%83%C2%A9-D%C3%A9/shadow");
+
+    const std::pair<std::string, std::string> ids[] = {
+        {std::string("ab\0cd", 5), "ab%00cd"}, {std::string("abc\0", 4), "abc%00"}, {"\xE9/x y", "%C3%A9/x%20y"}};
+    for (const auto& id : ids) {
+        SCOPED_TRACE(id.second);
+        ASSERT_EQ(session->run(CMD_DELETE_DESTINATION, bytesOf(id.first), {MSG_DELETE_DESTINATION_RESULT}).size(), 2u);
+        EXPECT_EQ(production->lastRequest().target, "/api/navi/bookmarks/v1/destinations/" + id.second + query);
+    }
+}
+
 TEST_F(DataCommandsTest, MakerCodeIsSentWithAtLeastTwoDigits)
 {
     openKit();
@@ -213,6 +236,7 @@ TEST_F(DataCommandsTest, CloseWithRequestsInFlightIsQuickAndSilent)
 {
     production->route("GET", "/", TestHttpsServer::Reply::delayed(3000, TestHttpsServer::Reply::ok("{}")),
                       TestHttpsServer::Match::Prefix);
+    const LogCapture qtMessages(false);
     KitSession& kit = openKit();
     ASSERT_TRUE(kit.send(CMD_GET_INFO_SUMMARY, {0}));
     ASSERT_TRUE(kit.send(CMD_GET_DESTINATIONS, {0}));
@@ -232,6 +256,9 @@ TEST_F(DataCommandsTest, CloseWithRequestsInFlightIsQuickAndSilent)
     production->route("GET", "/", TestHttpsServer::Reply::ok("{}"), TestHttpsServer::Match::Prefix);
     const std::vector<Message> heard = session->run(CMD_GET_INFO_SUMMARY, {0}, {MSG_INFO_SUMMARY_RESULT});
     EXPECT_EQ(heard.size(), 2u);
+    // The requests and their timers were released on their own thread.
+    for (const std::string& line : qtMessages.otherLines())
+        EXPECT_EQ(line.find("another thread"), std::string::npos) << line;
 }
 
 } // namespace

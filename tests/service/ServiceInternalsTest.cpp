@@ -1,5 +1,6 @@
-// What the kit cannot reach: empty commands (the facade refuses them) and a
-// close that comes before the event loop has connected its signals.
+// What the kit cannot reach: empty commands (the facade refuses them), a
+// close that comes before the event loop has connected its signals, and the
+// window in which commands are taken.
 #include "RecordingListener.h"
 #include "service/OrvServerService.h"
 
@@ -60,6 +61,43 @@ TEST(ServiceInternals, CloseBeforeTheLoopStartsStillEndsIt)
     worker.join();
     EXPECT_TRUE(ended) << "a close requested before the loop was lost";
     EXPECT_EQ(listener.openCount(), 1);
+}
+
+// The facade hands a command over only while this holds: before the loop
+// has connected its signals a command would be dropped without an answer.
+TEST(ServiceInternals, CommandsAreTakenOnlyWhileTheLoopIsConnected)
+{
+    struct Probe : RecordingListener
+    {
+        std::atomic<OrvServerService*> service{nullptr};
+        std::atomic<int> atOpen{-1};
+        std::atomic<int> atClose{-1};
+        void onOpenEnd() override
+        {
+            atOpen = service.load()->acceptsCommands() ? 1 : 0;
+            RecordingListener::onOpenEnd();
+        }
+        void onCloseEnd() override
+        {
+            atClose = service.load()->acceptsCommands() ? 1 : 0;
+            RecordingListener::onCloseEnd();
+        }
+    };
+    OrvKitPreferences preferences;
+    Probe probe;
+    std::atomic<int> beforeLoop{-1};
+    std::thread worker([&] {
+        OrvServerService service(&preferences, nullptr);
+        service.setListener(&probe);
+        probe.service = &service;
+        beforeLoop = service.acceptsCommands() ? 1 : 0;
+        service.close(); // kept until the loop runs, so the loop ends at once
+        service.eventLoop();
+    });
+    worker.join();
+    EXPECT_EQ(beforeLoop, 0);
+    EXPECT_EQ(probe.atOpen, 1);
+    EXPECT_EQ(probe.atClose, 0);
 }
 
 } // namespace

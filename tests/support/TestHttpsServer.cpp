@@ -212,8 +212,9 @@ bool TestHttpsServer::Impl::setupContext(SSL_CTX& ctx)
     if (!key || SSL_CTX_use_PrivateKey(&ctx, key.get()) != 1 || SSL_CTX_check_private_key(&ctx) != 1) {
         return false;
     }
-    SSL_CTX_set_min_proto_version(&ctx, TLS1_2_VERSION);
-    SSL_CTX_set_max_proto_version(&ctx, TLS1_2_VERSION);
+    const int version = config.tls13Only ? TLS1_3_VERSION : TLS1_2_VERSION;
+    SSL_CTX_set_min_proto_version(&ctx, version);
+    SSL_CTX_set_max_proto_version(&ctx, version);
 
     if (!config.clientCaPem.empty()) {
         std::vector<X509Ptr> cas = readCertificates(config.clientCaPem);

@@ -12,9 +12,9 @@
 class TestPki;
 
 // In-process HTTPS server for network tests. It listens on 127.0.0.1 on an
-// ephemeral port, serves on threads of its own, speaks TLS 1.2 only and, in
-// mutual-TLS mode, refuses every client without a certificate from the
-// configured CA.
+// ephemeral port, serves on threads of its own, speaks TLS 1.2 only (or TLS
+// 1.3 only, when asked) and, in mutual-TLS mode, refuses every client
+// without a certificate from the configured CA.
 //
 //   TestPki pki;
 //   TestHttpsServer server(TestHttpsServer::tls(pki));
@@ -49,6 +49,7 @@ public:
         std::string certificatePem; // server certificate (leaf first, may hold its chain)
         std::string privateKeyPem;
         std::string clientCaPem;    // not empty: mutual TLS, clients need a certificate from this CA
+        bool tls13Only = false;     // TLS 1.3 instead of 1.2: a TLS 1.2 client fails its handshake
     };
     // Server certificate of pki.ca(); no client certificate asked for.
     static Config tls(const TestPki& pki);
