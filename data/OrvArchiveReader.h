@@ -35,17 +35,18 @@ public:
     void real(const char*, double& member) { archive.read(member); }
     void flag(const char*, bool& member) { archive.read(member); }
 
-    // A count comes from outside and is not trusted: reading stops once the
-    // archive is exhausted, and no more is reserved than the bytes left can
-    // hold, as every element takes at least the bytes of a default one.
+    // A count comes from outside and is not trusted: no more elements are
+    // read than the archive's bytes can hold, as every element takes at
+    // least the bytes of a default one.
     template <class Element, class Fields>
     void list(const char*, std::vector<Element>& items, Fields)
     {
         items.clear();
         uint32_t count = 0;
         archive.read(count);
-        items.reserve(std::min<size_t>(count, archive.remaining() / minimumBytes<Element>()));
-        for (uint32_t i = 0; i < count && !archive.isExhausted(); ++i) {
+        const size_t limit = std::min<size_t>(count, archive.size() / minimumBytes<Element>());
+        items.reserve(limit);
+        for (size_t i = 0; i < limit; ++i) {
             items.emplace_back();
             items.back().unserialize(archive);
         }
@@ -56,10 +57,12 @@ public:
         items.clear();
         uint32_t count = 0;
         archive.read(count);
-        items.reserve(std::min<size_t>(count, archive.remaining() / kLengthBytes));
-        for (uint32_t i = 0; i < count && !archive.isExhausted(); ++i) {
+        const size_t limit = std::min<size_t>(count, archive.size() / kLengthBytes);
+        items.reserve(limit);
+        for (size_t i = 0; i < limit; ++i) {
             items.emplace_back();
-            archive.read(items.back());
+            if (archive.read(items.back()) != 0)
+                break;
         }
     }
 
