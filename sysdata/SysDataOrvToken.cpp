@@ -29,18 +29,18 @@ void SysDataOrvToken::access(const std::function<void(SaveFileAccessMetaText& fi
 {
     OrvLockGuard<VxSync> guard(sync);
     if (!guard.isLocked()) {
-        qCInfo(lcOrvToken) << "OrvToken.ini: the token lock could not be taken";
+        qCInfo(lcOrvToken, "OrvToken.ini: the token lock could not be taken");
         return;
     }
     SaveFileAccessMetaText* file = SysDataProductFactory::GetInstance()->getOrvTokenFile();
     if (file == nullptr) {
-        qCInfo(lcOrvToken) << "OrvToken.ini: no handle";
+        qCInfo(lcOrvToken, "OrvToken.ini: no handle");
         return;
     }
     // Read as empty when it fails; the steps go on, so a write may still
     // put a file in place of whatever was there.
     if (file->FOpen() != 0)
-        qCInfo(lcOrvToken) << "OrvToken.ini could not be read";
+        qCInfo(lcOrvToken, "OrvToken.ini could not be read");
     steps(*file);
     file->FClose();
 }
@@ -48,7 +48,7 @@ void SysDataOrvToken::access(const std::function<void(SaveFileAccessMetaText& fi
 void SysDataOrvToken::flush(SaveFileAccessMetaText& file)
 {
     if (file.Flush() != 0)
-        qCInfo(lcOrvToken) << "OrvToken.ini could not be written";
+        qCInfo(lcOrvToken, "OrvToken.ini could not be written");
 }
 
 std::string SysDataOrvToken::productDefaultToken()
@@ -69,7 +69,7 @@ std::string SysDataOrvToken::getTokenAccess() const
     access([&result](SaveFileAccessMetaText& file) {
         if (file.Get(kTokenAccessKey, &result) == 0)
             return;
-        qCDebug(lcOrvToken) << "TokenAccess missing: the product default is stored";
+        qCDebug(lcOrvToken, "TokenAccess missing: the product default is stored");
         result = productDefaultToken();
         file.Set(kTokenAccessKey, result);
         flush(file);
@@ -83,7 +83,7 @@ int SysDataOrvToken::getTokenExpiration()
     access([&expiration](SaveFileAccessMetaText& file) {
         if (file.Get(kTokenExpirationKey, &expiration) == 0)
             return;
-        qCDebug(lcOrvToken) << "TokenExpiration missing: 0 is stored";
+        qCDebug(lcOrvToken, "TokenExpiration missing: 0 is stored");
         // Creates and initialises the system record if no process has yet.
         { SystemInformation information; }
         expiration = 0;
