@@ -3,6 +3,7 @@
 #include "BenchSuites.h"
 
 #include <OrvKitDat.h>
+#include <VxHostArchive.h>
 
 #include <QByteArray>
 #include <QJsonDocument>
@@ -66,7 +67,7 @@ void measure(benchmark::State& state, Material<Record>& material)
     const QByteArray text =
         QByteArray::fromRawData(reinterpret_cast<const char*>(body.data()), static_cast<int>(body.size()));
     VxSerialization::Archive out;
-    VxSerialization::Archive in(archive.data(), archive.size());
+    VxHostArchive in(archive.data(), archive.size());
     std::vector<uint8_t> target(archive.size());
     // memcpy of a small archive is too quick to time alone.
     const size_t copies = std::max<size_t>(1, (256 * 1024) / std::max<size_t>(archive.size(), 1));

@@ -21,34 +21,51 @@ generate_export_header(orvkit_objects
   EXPORT_MACRO_NAME ORVKIT_EXPORT
   EXPORT_FILE_NAME ${PROJECT_BINARY_DIR}/include/OrvKitExport.h)
 
-foreach(dir vxframework kit service http data util sysdata)
+foreach(dir kit service http data util sysdata)
   add_subdirectory(${dir})
 endforeach()
-target_include_directories(orvkit_objects PUBLIC
-  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/vxframework/include>)
 
+# The framework seam. With the platform framework only the platform's headers
+# are on the library's path, so a header that the platform lacks fails the
+# build instead of falling back to the host's. Without it, the host framework
+# is compiled beside the library from vxframework/.
 if(ORVKIT_USE_PLATFORM_FRAMEWORK)
-  target_include_directories(orvkit_objects BEFORE PUBLIC ${ORVKIT_PLATFORM_FRAMEWORK_INCLUDE_DIRS})
+  if(NOT ORVKIT_PLATFORM_FRAMEWORK_INCLUDE_DIRS)
+    message(FATAL_ERROR "ORVKIT_USE_PLATFORM_FRAMEWORK needs ORVKIT_PLATFORM_FRAMEWORK_INCLUDE_DIRS")
+  endif()
+  set(orvkit_framework_includes ${ORVKIT_PLATFORM_FRAMEWORK_INCLUDE_DIRS})
+  set(orvkit_framework_objects)
   target_link_libraries(orvkit_objects PUBLIC ${ORVKIT_PLATFORM_FRAMEWORK_LIBRARIES})
+else()
+  add_subdirectory(vxframework)
+  set(orvkit_framework_includes $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/vxframework/include>)
+  set(orvkit_framework_objects $<TARGET_OBJECTS:orvkit_vxframework>)
 endif()
+target_include_directories(orvkit_objects PUBLIC ${orvkit_framework_includes})
 
 find_package(Threads REQUIRED)
 target_link_libraries(orvkit_objects PUBLIC Threads::Threads rt)
 
-add_library(OrvKit SHARED $<TARGET_OBJECTS:orvkit_objects>)
+add_library(OrvKit SHARED $<TARGET_OBJECTS:orvkit_objects> ${orvkit_framework_objects})
 add_library(OrvKit::OrvKit ALIAS OrvKit)
 target_link_libraries(OrvKit PUBLIC Qt5::Core Qt5::Network PRIVATE Threads::Threads rt)
+if(ORVKIT_USE_PLATFORM_FRAMEWORK)
+  target_link_libraries(OrvKit PUBLIC ${ORVKIT_PLATFORM_FRAMEWORK_LIBRARIES})
+endif()
 target_include_directories(OrvKit PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
   $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
-  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/vxframework/include>
+  ${orvkit_framework_includes}
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/OrvKit>)
 set_target_properties(OrvKit PROPERTIES
   VERSION ${PROJECT_VERSION}
   SOVERSION ${PROJECT_VERSION_MAJOR}
   LINK_FLAGS "-Wl,--no-undefined")
 
-# Internal static archive for white-box tests and tools that need internals.
-add_library(orvkit_internal STATIC $<TARGET_OBJECTS:orvkit_objects>)
-target_link_libraries(orvkit_internal PUBLIC orvkit_objects)
+# Internal static archive for white-box tests and tools that need internals,
+# with the host framework's extras.
+if(NOT ORVKIT_USE_PLATFORM_FRAMEWORK)
+  add_library(orvkit_internal STATIC $<TARGET_OBJECTS:orvkit_objects> ${orvkit_framework_objects})
+  target_link_libraries(orvkit_internal PUBLIC orvkit_objects orvkit_vxframework_host)
+endif()
 include(OrvKitInstall)

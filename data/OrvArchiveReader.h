@@ -29,25 +29,26 @@ public:
         }
     }
 
-    void text(const char*, std::string& member) { archive.read(member); }
-    void number(const char*, uint32_t& member) { archive.read(member); }
-    void timestamp(const char*, uint32_t& member) { archive.read(member); }
-    void real(const char*, double& member) { archive.read(member); }
-    void flag(const char*, bool& member) { archive.read(member); }
+    void text(const char*, std::string& member) { note(archive.read(member)); }
+    void number(const char*, uint32_t& member) { note(archive.read(member)); }
+    void timestamp(const char*, uint32_t& member) { note(archive.read(member)); }
+    void real(const char*, double& member) { note(archive.read(member)); }
+    void flag(const char*, bool& member) { note(archive.read(member)); }
 
     // A count comes from outside and is not trusted: reading stops once the
-    // archive is exhausted, and no more is reserved than the bytes left can
-    // hold, as every element takes at least the bytes of a default one.
+    // archive is exhausted, and no more is reserved than its bytes can hold,
+    // as every element takes at least the bytes of a default one. Elements
+    // are read through this reader, so that it sees where the archive ended.
     template <class Element, class Fields>
-    void list(const char*, std::vector<Element>& items, Fields)
+    void list(const char*, std::vector<Element>& items, Fields fields)
     {
         items.clear();
         uint32_t count = 0;
-        archive.read(count);
-        items.reserve(std::min<size_t>(count, archive.remaining() / minimumBytes<Element>()));
-        for (uint32_t i = 0; i < count && !archive.isExhausted(); ++i) {
+        note(archive.read(count));
+        items.reserve(std::min<size_t>(count, archive.size() / minimumBytes<Element>()));
+        for (uint32_t i = 0; i < count && !exhausted; ++i) {
             items.emplace_back();
-            items.back().unserialize(archive);
+            fields(*this, items.back());
         }
     }
 
@@ -55,11 +56,11 @@ public:
     {
         items.clear();
         uint32_t count = 0;
-        archive.read(count);
-        items.reserve(std::min<size_t>(count, archive.remaining() / kLengthBytes));
-        for (uint32_t i = 0; i < count && !archive.isExhausted(); ++i) {
+        note(archive.read(count));
+        items.reserve(std::min<size_t>(count, archive.size() / kLengthBytes));
+        for (uint32_t i = 0; i < count && !exhausted; ++i) {
             items.emplace_back();
-            archive.read(items.back());
+            note(archive.read(items.back()));
         }
     }
 
@@ -78,7 +79,15 @@ private:
         return bytes;
     }
 
+    // A read fails only at the end of the archive, and every later one then too.
+    void note(int result)
+    {
+        if (result != 0)
+            exhausted = true;
+    }
+
     VxSerialization::Archive& archive;
+    bool exhausted = false;
 };
 
 #endif

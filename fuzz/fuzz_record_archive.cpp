@@ -5,6 +5,8 @@
 // beyond what the archive could hold.
 #include "FuzzRecordList.h"
 
+#include <VxHostArchive.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -33,7 +35,7 @@ void checkRecord(const uint8_t* data, size_t size)
     const std::vector<uint8_t> encoded = archiveOf(record);
     fuzzCheck(encoded.size() <= size + kDefaultsAllowance, "record stays within its archive");
 
-    VxSerialization::Archive archive(encoded.data(), encoded.size());
+    VxHostArchive archive(encoded.data(), encoded.size());
     Record again;
     again.unserialize(archive);
     fuzzCheck(archiveOf(again) == encoded, "archive round trip after a hostile read");

@@ -6,6 +6,8 @@
 #include "data/OrvJsonDuplicateKeys.h"
 #include "data/OrvJsonReader.h"
 
+#include <VxHostArchive.h>
+
 #include <QString>
 
 #include <cstddef>
@@ -25,7 +27,7 @@ void decodeBody(const std::vector<uint8_t>& body)
     const std::vector<uint8_t> encoded = archiveOf(record);
 
     Record again;
-    VxSerialization::Archive archive(encoded.data(), encoded.size());
+    VxHostArchive archive(encoded.data(), encoded.size());
     fuzzCheck(again.unserialize(archive), "unserialize of a decoded record");
     fuzzCheck(archiveOf(again) == encoded, "archive round trip of a decoded record");
     fuzzCheck(archive.remaining() == 0 && !archive.isExhausted(), "archive read to its exact end");

@@ -33,8 +33,6 @@ public:
     unsigned int MainProc();
     void Finalize();
 
-    bool hasService() const { return service.load() != nullptr; }
-
 private:
     std::atomic<uint8_t> running;
     std::atomic<uint8_t> opened;

@@ -52,7 +52,7 @@ public:
             pthread_t handle;
             if (pthread_create(&handle, nullptr, &VxThread::WrappedEntry, &self) != 0) {
                 startLock->Unlock();
-                VxDbgOutput::DbgPrint(kFile, "Start", 223, VxDbgOutput::TAG_ERROR, "VxThread::Start() failed !! [%s]\r\n", name);
+                VxDbgOutput::DbgPrint(kFile, "Start", 223, kTagError, "VxThread::Start() failed !! [%s]\r\n", name);
                 return;
             }
             storeThreadId(static_cast<unsigned long>(handle));
@@ -62,7 +62,7 @@ public:
             pthread_setname_np(handle, kernelName);
             startLock->Unlock();
         } else {
-            VxDbgOutput::DbgPrint(kFile, "Start", 228, VxDbgOutput::TAG_ERROR, "error [%s]\n", threadName ? threadName : "");
+            VxDbgOutput::DbgPrint(kFile, "Start", 228, kTagError, "error [%s]\n", threadName ? threadName : "");
         }
     }
 
@@ -73,11 +73,13 @@ public:
         if (handle == kNoThread)
             return 1;
         waitTimeoutMs = timeoutMs;
-        exitEvent->ResetEvent();
+        // A fresh event for every watchdog: the previous one stays set.
+        delete exitEvent;
+        exitEvent = new VxEvent();
         pthread_t watchdog;
         int joinResult;
         if (pthread_create(&watchdog, nullptr, &VxThread::WaitEventTimeoutThread, this) != 0) {
-            VxDbgOutput::DbgPrint(kFile, "WaitExit", 257, VxDbgOutput::TAG_ERROR, "Error, pthread_create failed.\n");
+            VxDbgOutput::DbgPrint(kFile, "WaitExit", 257, kTagError, "Error, pthread_create failed.\n");
             joinResult = pthread_join(static_cast<pthread_t>(handle), nullptr);
         } else {
             joinResult = pthread_join(static_cast<pthread_t>(handle), nullptr);
@@ -94,12 +96,12 @@ public:
         return 1;
     }
 
-    unsigned long getThreadId() const { return loadThreadId(); }
-    unsigned int getTid() const { return tid; }
-    const char* getName() const { return name; }
-
 private:
+    friend class VxThreadTest;
+
     static constexpr const char* kFile = "VxThread.h";
+    // The debug output's tag for an error.
+    static constexpr int kTagError = 1;
 
     static void* WrappedEntry(void* arg)
     {
@@ -113,7 +115,7 @@ private:
         if (thread->tid != kNoTid) {
             priority = VxThreadMng::GetInstance()->GetPriority(handle, thread->tid);
         } else {
-            VxDbgOutput::DbgPrint(kFile, "GetPriority", 350, VxDbgOutput::TAG_ERROR, "invalid thread id\n");
+            VxDbgOutput::DbgPrint(kFile, "GetPriority", 350, kTagError, "invalid thread id\n");
         }
         if (thread->pendingPriority != -1) {
             priority = thread->pendingPriority;
@@ -153,9 +155,9 @@ private:
     void reportException(const char* what, int line)
     {
         if (what != nullptr)
-            VxDbgOutput::DbgPrint(kFile, "Entry", line, VxDbgOutput::TAG_ERROR, "catch exception. thread name [%s], what [%s]\n", name, what);
+            VxDbgOutput::DbgPrint(kFile, "Entry", line, kTagError, "catch exception. thread name [%s], what [%s]\n", name, what);
         else
-            VxDbgOutput::DbgPrint(kFile, "Entry", line, VxDbgOutput::TAG_ERROR, "catch exception. thread name [%s]\n", name);
+            VxDbgOutput::DbgPrint(kFile, "Entry", line, kTagError, "catch exception. thread name [%s]\n", name);
         VxDbgOutput::DbgPrint("#########\n#########\nASSERT Failed! - %s(%d)\n#########\n#########\n", kFile, line + 1);
         VxCallStack::dumpDirectly(-1);
     }
@@ -164,7 +166,7 @@ private:
     {
         VxThread* thread = static_cast<VxThread*>(arg);
         if (thread->exitEvent->WaitEvent(thread->waitTimeoutMs) == -2) {
-            VxDbgOutput::DbgPrint(kFile, "WaitEventTimeoutThread", 297, VxDbgOutput::TAG_ERROR,
+            VxDbgOutput::DbgPrint(kFile, "WaitEventTimeoutThread", 297, kTagError,
                                   "Error, VxThread::WaitExit() timed out[%dms]. thread name[%s]\n",
                                   static_cast<int>(thread->waitTimeoutMs), thread->name);
             VxDbgOutput::DbgPrint("#########\n#########\nASSERT Failed! - %s(%d)\n#########\n#########\n", kFile, 298);

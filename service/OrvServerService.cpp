@@ -1,14 +1,12 @@
 #include "service/OrvServerService.h"
 
 #include "sysdata/SysDataOrvToken.h"
-#include "sysdata/SystemInformation.h"
 #include "util/OrvArrayUtils.h"
 #include "util/OrvHttpUtils.h"
 #include "util/OrvLogging.h"
 
 #include <OrvKit.h>
 #include <VxSerialization.h>
-#include <SaveFileAccess.h>
 
 #include <QSslCertificate>
 #include <QSslConfiguration>
@@ -409,25 +407,6 @@ void OrvServerService::storeAccessoryInfo(const std::vector<uint8>& data)
     }
 }
 
-int OrvServerService::readTokenExpirationForLogin()
-{
-    SysDataOrvToken* store = SysDataOrvToken::GetInstance();
-    VxSyncGuard guard(store->lock());
-    SaveFileAccessMetaText* file = store->tokenFile();
-    int expiration = 0;
-    if (file == nullptr)
-        return expiration;
-    file->FOpen();
-    if (file->Get("TokenExpiration", &expiration) != 0) {
-        { SystemInformation systemInformation; }
-        expiration = 0;
-        file->Set("TokenExpiration", 0);
-        file->Flush();
-    }
-    file->FClose();
-    return expiration;
-}
-
 void OrvServerService::runLogin(const std::vector<uint8>& data)
 {
     OrvQtHttpRequest**& handle = requestSlots[CONTEXT_LOGIN - 1];
@@ -445,8 +424,9 @@ void OrvServerService::runLogin(const std::vector<uint8>& data)
     }
     const std::string url = (isTestServer() ? preferences->authServerTestOrigin : preferences->authServerOrigin) +
                             "/api/navi/authorization/v1/local";
-    const int expiration = readTokenExpirationForLogin();
-    const std::string token = SysDataOrvToken::GetInstance()->getTokenAccess();
+    SysDataOrvToken* store = SysDataOrvToken::GetInstance();
+    const int expiration = store->getTokenExpiration();
+    const std::string token = store->getTokenAccess();
     const time_t now = time(nullptr);
     struct tm local;
     localtime_r(&now, &local);

@@ -74,7 +74,6 @@ private:
     void runLogin(const std::vector<uint8>& data);
     void runCertificate();
     void runShadowUpdate(const std::vector<uint8>& data);
-    int readTokenExpirationForLogin();
     std::string makerText() const;
     void sendCode(unsigned char code, unsigned long messageId);
 

@@ -1,11 +1,18 @@
 #include "sysdata/SysDataOrvToken.h"
 
+#include "sysdata/OrvLockGuard.h"
 #include "sysdata/SysDataProductFactory.h"
 #include "sysdata/SystemInformation.h"
+#include "util/OrvLogging.h"
+
+#include <SaveFileAccess.h>
 
 #include <cstdint>
 
 namespace {
+
+const char kTokenAccessKey[] = "TokenAccess";
+const char kTokenExpirationKey[] = "TokenExpiration";
 
 // Product defaults apply only when the record's selector holds this value.
 const uint32_t kSelectorWithProductDefaults = 12;
@@ -16,15 +23,33 @@ const char* const kDefaultTokens[] = {
 };
 const uint32_t kProductKinds = sizeof(kDefaultTokens) / sizeof(kDefaultTokens[0]);
 
-SaveFileAccessMetaText* openTokenFile()
+} // namespace
+
+void SysDataOrvToken::access(const std::function<void(SaveFileAccessMetaText& file)>& steps) const
 {
+    OrvLockGuard<VxSync> guard(sync);
+    if (!guard.isLocked()) {
+        qCInfo(lcOrvToken, "OrvToken.ini: the token lock could not be taken");
+        return;
+    }
     SaveFileAccessMetaText* file = SysDataProductFactory::GetInstance()->getOrvTokenFile();
-    if (file != nullptr)
-        file->FOpen();
-    return file;
+    if (file == nullptr) {
+        qCInfo(lcOrvToken, "OrvToken.ini: no handle");
+        return;
+    }
+    // Read as empty when it fails; the steps go on, so a write may still
+    // put a file in place of whatever was there.
+    if (file->FOpen() != 0)
+        qCInfo(lcOrvToken, "OrvToken.ini could not be read");
+    steps(*file);
+    file->FClose();
 }
 
-} // namespace
+void SysDataOrvToken::flush(SaveFileAccessMetaText& file)
+{
+    if (file.Flush() != 0)
+        qCInfo(lcOrvToken, "OrvToken.ini could not be written");
+}
 
 std::string SysDataOrvToken::productDefaultToken()
 {
@@ -40,62 +65,46 @@ std::string SysDataOrvToken::productDefaultToken()
 
 std::string SysDataOrvToken::getTokenAccess() const
 {
-    VxSyncGuard guard(sync);
     std::string result;
-    SaveFileAccessMetaText* file = openTokenFile();
-    if (file == nullptr)
-        return result;
-    if (file->Get(kTokenAccessKey, &result) != 0) {
+    access([&result](SaveFileAccessMetaText& file) {
+        if (file.Get(kTokenAccessKey, &result) == 0)
+            return;
+        qCDebug(lcOrvToken, "TokenAccess missing: the product default is stored");
         result = productDefaultToken();
-        file->Set(kTokenAccessKey, result);
-        file->Flush();
-    }
-    file->FClose();
+        file.Set(kTokenAccessKey, result);
+        flush(file);
+    });
     return result;
 }
 
-bool SysDataOrvToken::readTokenExpiration(int& out) const
+int SysDataOrvToken::getTokenExpiration()
 {
-    VxSyncGuard guard(sync);
-    SaveFileAccessMetaText* file = openTokenFile();
-    if (file == nullptr)
-        return false;
-    int value = 0;
-    const bool found = file->Get(kTokenExpirationKey, &value) == 0;
-    file->FClose();
-    if (found)
-        out = value;
-    return found;
-}
-
-void SysDataOrvToken::storeTokenExpiration(int value)
-{
-    VxSyncGuard guard(sync);
-    SaveFileAccessMetaText* file = openTokenFile();
-    if (file == nullptr)
-        return;
-    file->Set(kTokenExpirationKey, value);
-    file->Flush();
-    file->FClose();
+    int expiration = 0;
+    access([&expiration](SaveFileAccessMetaText& file) {
+        if (file.Get(kTokenExpirationKey, &expiration) == 0)
+            return;
+        qCDebug(lcOrvToken, "TokenExpiration missing: 0 is stored");
+        // Creates and initialises the system record if no process has yet.
+        { SystemInformation information; }
+        expiration = 0;
+        file.Set(kTokenExpirationKey, 0);
+        flush(file);
+    });
+    return expiration;
 }
 
 void SysDataOrvToken::storeTokenAccess(const std::string& token)
 {
-    VxSyncGuard guard(sync);
-    SaveFileAccessMetaText* file = openTokenFile();
-    if (file == nullptr)
-        return;
-    file->Set(kTokenAccessKey, token);
-    file->Flush();
-    file->FClose();
+    access([&token](SaveFileAccessMetaText& file) {
+        file.Set(kTokenAccessKey, token);
+        flush(file);
+    });
 }
 
-VxSync& SysDataOrvToken::lock()
+void SysDataOrvToken::storeTokenExpiration(int expiration)
 {
-    return sync;
-}
-
-SaveFileAccessMetaText* SysDataOrvToken::tokenFile()
-{
-    return SysDataProductFactory::GetInstance()->getOrvTokenFile();
+    access([expiration](SaveFileAccessMetaText& file) {
+        file.Set(kTokenExpirationKey, expiration);
+        flush(file);
+    });
 }

@@ -1,14 +1,18 @@
 #ifndef SYS_DATA_ORV_TOKEN_H
 #define SYS_DATA_ORV_TOKEN_H
-#include <SaveFileAccess.h>
 #include <VxSingleton.h>
 #include <VxSync.h>
 
+#include <functional>
 #include <string>
 
-// Owner of the access token and its expiry in "OrvToken.ini". Every access
-// takes the lock, opens the file, reads or writes and flushes, closes it and
-// unlocks; nothing but the handle is kept between accesses.
+class SaveFileAccessMetaText;
+
+// Owner of the access token and its expiry in "OrvToken.ini", and the only
+// code that touches that file. Every access takes the lock, opens the file,
+// reads or writes and flushes, closes it and unlocks; nothing but the handle
+// is kept between accesses. A file that cannot be read counts as one without
+// the key; failures are logged to "orvkit.token", never with a value.
 class SysDataOrvToken : public VxSingleton<SysDataOrvToken>
 {
     friend class VxSingleton<SysDataOrvToken>;
@@ -17,23 +21,22 @@ public:
     // The stored token, or "". A missing key is created with the product's
     // default.
     std::string getTokenAccess() const;
-    // False, leaving out unchanged, when the key is missing or not a number.
-    bool readTokenExpiration(int& out) const;
-    void storeTokenExpiration(int value);
+    // The stored expiry; a missing or unreadable key is written as 0 and
+    // read as 0.
+    int getTokenExpiration();
     void storeTokenAccess(const std::string& token);
-
-    // For a caller that works on the file in several steps: hold lock()
-    // from before tokenFile()'s FOpen until after its FClose.
-    VxSync& lock();
-    SaveFileAccessMetaText* tokenFile();
-
-    static constexpr const char* kTokenAccessKey = "TokenAccess";
-    static constexpr const char* kTokenExpirationKey = "TokenExpiration";
+    void storeTokenExpiration(int expiration);
 
 private:
+    friend class SysDataOrvTokenTest;
+
     SysDataOrvToken() = default;
     ~SysDataOrvToken() override = default;
 
+    // Runs steps on the opened file under the lock; skips them when the lock
+    // or the handle cannot be had.
+    void access(const std::function<void(SaveFileAccessMetaText& file)>& steps) const;
+    static void flush(SaveFileAccessMetaText& file);
     static std::string productDefaultToken();
 
     mutable VxSync sync;

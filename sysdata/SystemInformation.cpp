@@ -1,5 +1,7 @@
 #include "sysdata/SystemInformation.h"
 
+#include "sysdata/OrvLockGuard.h"
+
 #include <cstring>
 
 SystemInformation::SystemInformation() : SystemInformation("SystemInfo")
@@ -17,7 +19,9 @@ void SystemInformation::writeDefaults()
 {
     if (!isMapped())
         return;
-    VxSharedSyncGuard guard(*this);
+    OrvLockGuard<VxSharedSyncObject> guard(*this);
+    if (!guard.isLocked())
+        return;
     unsigned char* record = bytes();
     if (record[SysInfoStruct::kDefaultsWrittenOffset] != 0)
         return;
@@ -30,7 +34,9 @@ bool SystemInformation::readWord(size_t offset, uint32_t& value)
 {
     if (!isMapped())
         return false;
-    VxSharedSyncGuard guard(*this);
+    OrvLockGuard<VxSharedSyncObject> guard(*this);
+    if (!guard.isLocked())
+        return false;
     std::memcpy(&value, bytes() + offset, sizeof(value));
     return true;
 }

@@ -12,8 +12,6 @@ class SystemInformation : public VxSharedMemory<SysInfoStruct, 1>
 {
 public:
     SystemInformation();
-    // Maps another region of the same layout; used by tests.
-    explicit SystemInformation(const char* regionName);
     ~SystemInformation() override;
 
     // False when the region is not mapped.
@@ -21,6 +19,11 @@ public:
     bool getProductSelector(uint32_t& selector);
 
 private:
+    friend class SystemInformationTest;
+
+    // Maps another region of the same layout.
+    explicit SystemInformation(const char* regionName);
+
     void writeDefaults();
     bool readWord(size_t offset, uint32_t& value);
 };

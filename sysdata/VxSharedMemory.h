@@ -1,5 +1,7 @@
 #ifndef VX_SHARED_MEMORY_H
 #define VX_SHARED_MEMORY_H
+#include "sysdata/OrvLockGuard.h"
+
 #include <VxDbgOutput.h>
 #include <VxSharedSyncObject.h>
 #include <VxString.h>
@@ -27,8 +29,10 @@ public:
     {
         static_assert(kSize > sizeof(uint32_t), "the region holds a size word and a payload");
         // Held throughout, so that no process maps a region that its creator
-        // has not sized yet.
-        VxSharedSyncGuard guard(*this);
+        // has not sized yet; without it the region stays unmapped.
+        OrvLockGuard<VxSharedSyncObject> guard(*this);
+        if (!guard.isLocked())
+            return;
         VxString<32> objectName("/");
         objectName.append(name);
 
@@ -76,7 +80,7 @@ public:
     bool isCreated() const { return created; }
 
 protected:
-    // Null when unmapped. Access under the guard of this object.
+    // Null when unmapped. Access only under a guard of this object that holds the lock.
     T* records() { return isMapped() ? static_cast<T*>(address) : nullptr; }
     unsigned char* bytes() { return isMapped() ? static_cast<unsigned char*>(address) : nullptr; }
 

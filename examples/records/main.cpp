@@ -20,9 +20,10 @@ int main()
 
     VxSerialization::Archive archive;
     summary.serialize(archive);
+    // As another component would receive it: the bytes alone.
+    VxSerialization::Archive received(archive.data(), archive.size());
     OrvKitDat::SummaryResponse copy;
-    archive.rewind();
-    if (!copy.unserialize(archive) || copy.spotCount != summary.spotCount ||
+    if (!copy.unserialize(received) || copy.spotCount != summary.spotCount ||
         copy.agreementUpdatedAt != summary.agreementUpdatedAt) {
         std::fprintf(stderr, "the archive did not give the record back\n");
         return 1;

@@ -1,5 +1,7 @@
 #include "RecordVisitors.h"
 
+#include <VxHostArchive.h>
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -18,13 +20,13 @@ std::vector<uint8_t> serialized(const R& record)
 }
 
 template <class R>
-R unserialized(const std::vector<uint8_t>& bytes, VxSerialization::Archive* used = nullptr)
+R unserialized(const std::vector<uint8_t>& bytes, VxHostArchive* used = nullptr)
 {
     VxSerialization::Archive archive(bytes.data(), bytes.size());
     R record;
     EXPECT_TRUE(record.unserialize(archive));
     if (used != nullptr)
-        *used = archive;
+        *used = VxHostArchive(archive);
     return record;
 }
 
@@ -53,7 +55,7 @@ TYPED_TEST(RecordArchiveTest, SerializeWritesEveryMemberInTableOrder)
 TYPED_TEST(RecordArchiveTest, RoundTripIntoFreshRecordKeepsEveryMember)
 {
     const TypeParam source = filledRecord<TypeParam>();
-    VxSerialization::Archive used;
+    VxHostArchive used;
     const TypeParam copy = unserialized<TypeParam>(serialized(source), &used);
     EXPECT_EQ(dumpRecord(copy), dumpRecord(source));
     EXPECT_EQ(used.remaining(), 0u);
@@ -74,7 +76,7 @@ TYPED_TEST(RecordArchiveTest, TruncatedArchiveAlwaysEndsExhausted)
 {
     const std::vector<uint8_t> full = serialized(filledRecord<TypeParam>());
     for (size_t length = 0; length < full.size(); ++length) {
-        VxSerialization::Archive archive(full.data(), length);
+        VxHostArchive archive(full.data(), length);
         TypeParam record;
         EXPECT_TRUE(record.unserialize(archive));
         EXPECT_TRUE(archive.isExhausted()) << "cut at " << length;

@@ -1,7 +1,7 @@
 #include "kit/VxThread.h"
 
-#include <VxDbgOutput.h>
-#include <VxThreadMng.h>
+#include <VxHostDbgOutput.h>
+#include <VxHostThreadMng.h>
 
 #include <gtest/gtest.h>
 
@@ -21,16 +21,16 @@ class DbgCapture
 public:
     DbgCapture()
     {
-        VxDbgOutput::setQuiet(true);
-        VxDbgOutput::setSink([this](const std::string& text) {
+        VxHostDbgOutput::setQuiet(true);
+        VxHostDbgOutput::setSink([this](const std::string& text) {
             std::lock_guard<std::mutex> lock(mutex);
             lines.push_back(text);
         });
     }
     ~DbgCapture()
     {
-        VxDbgOutput::setSink(VxDbgOutput::Sink());
-        VxDbgOutput::setQuiet(false);
+        VxHostDbgOutput::setSink(VxHostDbgOutput::Sink());
+        VxHostDbgOutput::setQuiet(false);
     }
     int count(const std::string& needle)
     {
@@ -77,29 +77,37 @@ struct Owner
 
 } // namespace
 
-TEST(VxThread, WaitExitWithoutThreadReturnsAtOnce)
+// Reaches the thread object's state, which only the template itself reads.
+class VxThreadTest : public ::testing::Test
+{
+protected:
+    static unsigned long threadId(const VxThread<Owner>& thread) { return thread.loadThreadId(); }
+    static const char* threadName(const VxThread<Owner>& thread) { return thread.name; }
+};
+
+TEST_F(VxThreadTest, WaitExitWithoutThreadReturnsAtOnce)
 {
     Owner owner(Owner::Behaviour::Return);
     VxThread<Owner> thread(&owner);
-    EXPECT_EQ(thread.getThreadId(), VxThread<Owner>::kNoThread);
+    EXPECT_EQ(threadId(thread), VxThread<Owner>::kNoThread);
     EXPECT_EQ(thread.WaitExit(1000), 1);
 }
 
-TEST(VxThread, RunsHooksInOrderAndUnregistersOnJoin)
+TEST_F(VxThreadTest, RunsHooksInOrderAndUnregistersOnJoin)
 {
     Owner owner(Owner::Behaviour::Return);
     VxThread<Owner> thread(&owner);
     thread.Start("short");
-    const unsigned long id = thread.getThreadId();
+    const unsigned long id = threadId(thread);
     ASSERT_NE(id, VxThread<Owner>::kNoThread);
     EXPECT_EQ(thread.WaitExit(1000), 1);
     EXPECT_TRUE(owner.initialized && owner.mainRan && owner.finalized);
-    VxThreadMng::ThreadInfo info;
-    EXPECT_FALSE(VxThreadMng::GetInstance()->findThreadInfo(id, info));
-    EXPECT_EQ(thread.getThreadId(), VxThread<Owner>::kNoThread);
+    VxHostThreadMng::ThreadInfo info;
+    EXPECT_FALSE(VxHostThreadMng::find(id, info));
+    EXPECT_EQ(threadId(thread), VxThread<Owner>::kNoThread);
 }
 
-TEST(VxThread, FailedInitializeSkipsTheRest)
+TEST_F(VxThreadTest, FailedInitializeSkipsTheRest)
 {
     Owner owner(Owner::Behaviour::FailInit);
     VxThread<Owner> thread(&owner);
@@ -110,7 +118,7 @@ TEST(VxThread, FailedInitializeSkipsTheRest)
     EXPECT_FALSE(owner.finalized);
 }
 
-TEST(VxThread, ExceptionsAreReportedAndSkipFinalize)
+TEST_F(VxThreadTest, ExceptionsAreReportedAndSkipFinalize)
 {
     struct Case { Owner::Behaviour behaviour; const char* report; const char* banner; };
     const Case cases[] = {
@@ -130,7 +138,7 @@ TEST(VxThread, ExceptionsAreReportedAndSkipFinalize)
     }
 }
 
-TEST(VxThread, WatchdogReportsOnceAndJoinStillCompletes)
+TEST_F(VxThreadTest, WatchdogReportsOnceAndJoinStillCompletes)
 {
     DbgCapture capture;
     Owner owner(Owner::Behaviour::Sleep, 250);
@@ -142,7 +150,20 @@ TEST(VxThread, WatchdogReportsOnceAndJoinStillCompletes)
     EXPECT_EQ(capture.count("VxThread.h(298)"), 1);
 }
 
-TEST(VxThread, NoWatchdogReportForAPromptExit)
+TEST_F(VxThreadTest, RestartedThreadGetsAWatchdogOfItsOwn)
+{
+    DbgCapture capture;
+    Owner owner(Owner::Behaviour::Sleep, 100);
+    VxThread<Owner> thread(&owner);
+    thread.Start("again");
+    EXPECT_EQ(thread.WaitExit(1000), 1);
+    thread.Start("again");
+    EXPECT_EQ(thread.WaitExit(20), 1);
+    EXPECT_EQ(capture.count("timed out[20ms]"), 1);
+    EXPECT_EQ(capture.count("timed out"), 1);
+}
+
+TEST_F(VxThreadTest, NoWatchdogReportForAPromptExit)
 {
     DbgCapture capture;
     Owner owner(Owner::Behaviour::Return);
@@ -152,21 +173,21 @@ TEST(VxThread, NoWatchdogReportForAPromptExit)
     EXPECT_EQ(capture.count("timed out"), 0);
 }
 
-TEST(VxThread, LongNameIsCutForTheKernelOnly)
+TEST_F(VxThreadTest, LongNameIsCutForTheKernelOnly)
 {
     const std::string longName = "AVeryLongWorkerThreadName";
     Owner owner(Owner::Behaviour::Sleep, 200);
     VxThread<Owner> thread(&owner);
     thread.Start(longName.c_str());
-    const unsigned long id = thread.getThreadId();
-    VxThreadMng::ThreadInfo info;
+    const unsigned long id = threadId(thread);
+    VxHostThreadMng::ThreadInfo info;
     bool registered = false;
-    for (int i = 0; i < 100 && !(registered = VxThreadMng::GetInstance()->findThreadInfo(id, info)); ++i)
+    for (int i = 0; i < 100 && !(registered = VxHostThreadMng::find(id, info)); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     ASSERT_TRUE(registered);
     EXPECT_EQ(info.name, longName);
     EXPECT_EQ(info.value, 4000u);
-    EXPECT_STREQ(thread.getName(), longName.c_str());
+    EXPECT_STREQ(threadName(thread), longName.c_str());
     for (int i = 0; i < 100 && owner.tid == 0; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     std::ifstream comm("/proc/self/task/" + std::to_string(owner.tid.load()) + "/comm");

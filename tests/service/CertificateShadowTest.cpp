@@ -192,7 +192,7 @@ TEST_F(CertificateShadowTest, TlsRefusalsGoThroughTheDeviceCodes)
         ASSERT_EQ(heard.size(), 2u);
         EXPECT_EQ(heard[0].id, MSG_ACCEPTED | CMD_UPDATE_SHADOW);
         EXPECT_EQ(heard[1].id, MSG_RESULT_ERROR);
-        EXPECT_EQ(heard[1].payload, std::vector<uint8_t>{0});
+        EXPECT_EQ(heard[1].payload, std::vector<uint8_t>{DEVICE_RESULT_UNCLASSIFIED});
         EXPECT_EQ(shadow->requestCount(), 0u);
     }
 }

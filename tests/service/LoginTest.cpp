@@ -46,12 +46,7 @@ protected:
         return where != nullptr ? where->lastRequest() : TestHttpsServer::Request();
     }
 
-    static int storedExpiration()
-    {
-        int value = -1;
-        SysDataOrvToken::GetInstance()->readTokenExpiration(value);
-        return value;
-    }
+    static int storedExpiration() { return SysDataOrvToken::GetInstance()->getTokenExpiration(); }
 };
 
 TEST_F(LoginTest, StoredTokenIsSentAsItStands)

@@ -40,36 +40,36 @@ struct StatusCase
 TEST_F(ResultMappingTest, ServerAnswersMapToResultCodes)
 {
     const std::vector<StatusCase> cases = {
-        {"400 E4001001", Reply::withStatus(400, errorBody("E4001001")), 96},
-        {"400 E4001002", Reply::withStatus(400, errorBody("E4001002")), 97},
-        {"400 other code", Reply::withStatus(400, errorBody("E4001003")), 178},
-        {"400 lower case", Reply::withStatus(400, errorBody("e4001001")), 178},
-        {"400 empty body", Reply::withStatus(400), 178},
-        {"401 E4011001", Reply::withStatus(401, errorBody("E4011001")), 80},
-        {"401 E4019 family", Reply::withStatus(401, errorBody("E4019xyz")), 81},
-        {"401 E4019 seven characters", Reply::withStatus(401, errorBody("E4019xy")), 178},
-        {"401 I4011001", Reply::withStatus(401, errorBody("I4011001")), 82},
-        {"401 I4011002", Reply::withStatus(401, errorBody("I4011002")), 83},
-        {"401 I4011004", Reply::withStatus(401, errorBody("I4011004")), 84},
-        {"401 I4011003", Reply::withStatus(401, errorBody("I4011003")), 178},
-        {"401 without error object", Reply::withStatus(401, "{}"), 178},
-        {"401 empty body", Reply::withStatus(401), 178},
-        {"403 whatever the code", Reply::withStatus(403, errorBody("E4001001")), 112},
-        {"404 E4041001", Reply::withStatus(404, errorBody("E4041001")), 128},
-        {"404 four characters", Reply::withStatus(404, errorBody("E404")), 129},
-        {"404 not JSON", Reply::withStatus(404, "not json"), 129},
-        {"404 other eight characters", Reply::withStatus(404, errorBody("E4041002")), 178},
-        {"404 empty body", Reply::withStatus(404), 178},
-        {"500 E5001001", Reply::withStatus(500, errorBody("E5001001")), 144},
-        {"500 other code", Reply::withStatus(500, errorBody("E5001002")), 178},
-        {"500 empty body", Reply::withStatus(500), 178},
-        {"503 I5031001", Reply::withStatus(503, errorBody("I5031001")), 160},
-        {"503 other code", Reply::withStatus(503, errorBody("E5031001")), 178},
-        {"418", Reply::withStatus(418, errorBody("E4001001")), 178},
-        {"502", Reply::withStatus(502), 178},
-        {"204 where 200 is success", Reply::withStatus(204), 178},
-        {"redirect, not followed", Reply::redirect("https://127.0.0.1:1/elsewhere"), 178},
-        {"cut after the header", Reply::truncated("{\"spot\":{}}", 3), 177},
+        {"400 E4001001", Reply::withStatus(400, errorBody("E4001001")), RESULT_BAD_REQUEST_E4001001},
+        {"400 E4001002", Reply::withStatus(400, errorBody("E4001002")), RESULT_BAD_REQUEST_E4001002},
+        {"400 other code", Reply::withStatus(400, errorBody("E4001003")), RESULT_UNCLASSIFIED},
+        {"400 lower case", Reply::withStatus(400, errorBody("e4001001")), RESULT_UNCLASSIFIED},
+        {"400 empty body", Reply::withStatus(400), RESULT_UNCLASSIFIED},
+        {"401 E4011001", Reply::withStatus(401, errorBody("E4011001")), RESULT_UNAUTHORIZED},
+        {"401 E4019 family", Reply::withStatus(401, errorBody("E4019xyz")), RESULT_TOKEN_EXPIRED},
+        {"401 E4019 seven characters", Reply::withStatus(401, errorBody("E4019xy")), RESULT_UNCLASSIFIED},
+        {"401 I4011001", Reply::withStatus(401, errorBody("I4011001")), RESULT_UNAUTHORIZED_I4011001},
+        {"401 I4011002", Reply::withStatus(401, errorBody("I4011002")), RESULT_UNAUTHORIZED_I4011002},
+        {"401 I4011004", Reply::withStatus(401, errorBody("I4011004")), RESULT_UNAUTHORIZED_I4011004},
+        {"401 I4011003", Reply::withStatus(401, errorBody("I4011003")), RESULT_UNCLASSIFIED},
+        {"401 without error object", Reply::withStatus(401, "{}"), RESULT_UNCLASSIFIED},
+        {"401 empty body", Reply::withStatus(401), RESULT_UNCLASSIFIED},
+        {"403 whatever the code", Reply::withStatus(403, errorBody("E4001001")), RESULT_FORBIDDEN},
+        {"404 E4041001", Reply::withStatus(404, errorBody("E4041001")), RESULT_NOT_FOUND},
+        {"404 four characters", Reply::withStatus(404, errorBody("E404")), RESULT_NOT_FOUND_UNRECOGNISED},
+        {"404 not JSON", Reply::withStatus(404, "not json"), RESULT_NOT_FOUND_UNRECOGNISED},
+        {"404 other eight characters", Reply::withStatus(404, errorBody("E4041002")), RESULT_UNCLASSIFIED},
+        {"404 empty body", Reply::withStatus(404), RESULT_UNCLASSIFIED},
+        {"500 E5001001", Reply::withStatus(500, errorBody("E5001001")), RESULT_SERVER_ERROR},
+        {"500 other code", Reply::withStatus(500, errorBody("E5001002")), RESULT_UNCLASSIFIED},
+        {"500 empty body", Reply::withStatus(500), RESULT_UNCLASSIFIED},
+        {"503 I5031001", Reply::withStatus(503, errorBody("I5031001")), RESULT_UNAVAILABLE},
+        {"503 other code", Reply::withStatus(503, errorBody("E5031001")), RESULT_UNCLASSIFIED},
+        {"418", Reply::withStatus(418, errorBody("E4001001")), RESULT_UNCLASSIFIED},
+        {"502", Reply::withStatus(502), RESULT_UNCLASSIFIED},
+        {"204 where 200 is success", Reply::withStatus(204), RESULT_UNCLASSIFIED},
+        {"redirect, not followed", Reply::redirect("https://127.0.0.1:1/elsewhere"), RESULT_UNCLASSIFIED},
+        {"cut after the header", Reply::truncated("{\"spot\":{}}", 3), RESULT_NETWORK_FAILURE},
     };
     openKit();
     for (const StatusCase& c : cases) {
@@ -109,14 +109,14 @@ TEST_F(ResultMappingTest, EveryReportingContextUsesTheSharedFailureId)
         production->route(c.method, c.path, Reply::withStatus(503, errorBody("I5031001")));
         Message m = finalOf(c.command, c.data, {MSG_RESULT_ERROR, MSG_REQUEST_ERROR});
         EXPECT_EQ(m.id, MSG_RESULT_ERROR);
-        EXPECT_EQ(m.payload, std::vector<uint8_t>{160});
+        EXPECT_EQ(m.payload, std::vector<uint8_t>{RESULT_UNAVAILABLE});
 
         // The success status of one context is a plain failure for the others.
         const int otherSuccess = c.successStatus == 200 ? 204 : 200;
         production->route(c.method, c.path, Reply::withStatus(otherSuccess, otherSuccess == 200 ? "{}" : ""));
         m = finalOf(c.command, c.data, {MSG_RESULT_ERROR, MSG_REQUEST_ERROR});
         EXPECT_EQ(m.id, MSG_RESULT_ERROR);
-        EXPECT_EQ(m.payload, std::vector<uint8_t>{static_cast<uint8_t>(otherSuccess == 200 ? 64 : 178)});
+        EXPECT_EQ(m.payload, std::vector<uint8_t>{static_cast<uint8_t>(otherSuccess == 200 ? RESULT_REPLY_NOT_USABLE : RESULT_UNCLASSIFIED)});
     }
 }
 
@@ -139,13 +139,13 @@ TEST_F(ResultMappingTest, SilentContextsAnswerNothingEvenOnFailure)
 TEST_F(ResultMappingTest, LoginFailuresUseTheLoginIds)
 {
     const std::vector<StatusCase> cases = {
-        {"another role", Reply::ok(authBody("t", now() + 60, "xyz")), 64},
-        {"role in upper case", Reply::ok(authBody("t", now() + 60, "TLV")), 64},
-        {"not JSON", Reply::ok("token please", "text/plain"), 64},
-        {"401 E4011001", Reply::withStatus(401, errorBody("E4011001")), 80},
-        {"400 E4001002", Reply::withStatus(400, errorBody("E4001002")), 97},
-        {"503 I5031001", Reply::withStatus(503, errorBody("I5031001")), 160},
-        {"cut after the header", Reply::truncated(authBody("t", now() + 60), 5), 176},
+        {"another role", Reply::ok(authBody("t", now() + 60, "xyz")), RESULT_REPLY_NOT_USABLE},
+        {"role in upper case", Reply::ok(authBody("t", now() + 60, "TLV")), RESULT_REPLY_NOT_USABLE},
+        {"not JSON", Reply::ok("token please", "text/plain"), RESULT_REPLY_NOT_USABLE},
+        {"401 E4011001", Reply::withStatus(401, errorBody("E4011001")), RESULT_UNAUTHORIZED},
+        {"400 E4001002", Reply::withStatus(400, errorBody("E4001002")), RESULT_BAD_REQUEST_E4001002},
+        {"503 I5031001", Reply::withStatus(503, errorBody("I5031001")), RESULT_UNAVAILABLE},
+        {"cut after the header", Reply::truncated(authBody("t", now() + 60), 5), RESULT_LOGIN_NETWORK_FAILURE},
     };
     openKit();
     for (const StatusCase& c : cases) {
@@ -179,38 +179,38 @@ TEST_F(ResultMappingTest, RefusedConnectionsAreNetworkFailures)
     Message m = finalOf(CMD_LOGIN, loginBlock(7, {"M1", "D1", "driver01", "secret"}),
                         {MSG_LOGIN_RESULT, MSG_LOGIN_RESULT_ERROR, MSG_LOGIN_ERROR});
     EXPECT_EQ(m.id, MSG_LOGIN_RESULT_ERROR);
-    EXPECT_EQ(m.payload, std::vector<uint8_t>{176});
+    EXPECT_EQ(m.payload, std::vector<uint8_t>{RESULT_LOGIN_NETWORK_FAILURE});
 
     m = finalOf(CMD_GET_INFO_SUMMARY, {0}, {MSG_INFO_SUMMARY_RESULT, MSG_RESULT_ERROR});
     EXPECT_EQ(m.id, MSG_RESULT_ERROR);
-    EXPECT_EQ(m.payload, std::vector<uint8_t>{177});
+    EXPECT_EQ(m.payload, std::vector<uint8_t>{RESULT_NETWORK_FAILURE});
 
     m = finalOf(CMD_GET_CERTIFICATE, {0}, {MSG_CERTIFICATE_RESULT, MSG_CERTIFICATE_ERROR, MSG_REQUEST_ERROR});
     EXPECT_EQ(m.id, MSG_CERTIFICATE_ERROR);
-    EXPECT_EQ(m.payload, std::vector<uint8_t>{0}) << "the device endpoints know no refused connection";
+    EXPECT_EQ(m.payload, std::vector<uint8_t>{DEVICE_RESULT_UNCLASSIFIED}) << "the device endpoints know no refused connection";
 
     m = finalOf(CMD_UPDATE_SHADOW, positionsCommand(OrvKitDat::CarPositions()),
                 {MSG_SHADOW_RESULT, MSG_RESULT_ERROR, MSG_REQUEST_ERROR});
     EXPECT_EQ(m.id, MSG_RESULT_ERROR);
-    EXPECT_EQ(m.payload, std::vector<uint8_t>{0});
+    EXPECT_EQ(m.payload, std::vector<uint8_t>{DEVICE_RESULT_UNCLASSIFIED});
 }
 
 TEST_F(ResultMappingTest, DeviceEndpointsHaveTheirOwnCodes)
 {
     const std::vector<StatusCase> cases = {
-        {"400", Reply::withStatus(400, errorBody("E4001001")), 192},
-        {"401", Reply::withStatus(401), 193},
-        {"405", Reply::withStatus(405), 194},
-        {"409", Reply::withStatus(409), 195},
-        {"413", Reply::withStatus(413), 196},
-        {"415", Reply::withStatus(415), 197},
-        {"429", Reply::withStatus(429), 198},
-        {"500", Reply::withStatus(500, errorBody("E5001001")), 199},
-        {"503", Reply::withStatus(503, errorBody("I5031001")), 200},
-        {"403", Reply::withStatus(403), 0},
-        {"404", Reply::withStatus(404, errorBody("E4041001")), 0},
-        {"201 where 200 is success", Reply::withStatus(201, "{}"), 0},
-        {"cut after the header", Reply::truncated("{\"state\":{}}", 2), 0},
+        {"400", Reply::withStatus(400, errorBody("E4001001")), DEVICE_RESULT_BAD_REQUEST},
+        {"401", Reply::withStatus(401), DEVICE_RESULT_UNAUTHORIZED},
+        {"405", Reply::withStatus(405), DEVICE_RESULT_METHOD_NOT_ALLOWED},
+        {"409", Reply::withStatus(409), DEVICE_RESULT_CONFLICT},
+        {"413", Reply::withStatus(413), DEVICE_RESULT_PAYLOAD_TOO_LARGE},
+        {"415", Reply::withStatus(415), DEVICE_RESULT_UNSUPPORTED_MEDIA_TYPE},
+        {"429", Reply::withStatus(429), DEVICE_RESULT_TOO_MANY_REQUESTS},
+        {"500", Reply::withStatus(500, errorBody("E5001001")), DEVICE_RESULT_SERVER_ERROR},
+        {"503", Reply::withStatus(503, errorBody("I5031001")), DEVICE_RESULT_UNAVAILABLE},
+        {"403", Reply::withStatus(403), DEVICE_RESULT_UNCLASSIFIED},
+        {"404", Reply::withStatus(404, errorBody("E4041001")), DEVICE_RESULT_UNCLASSIFIED},
+        {"201 where 200 is success", Reply::withStatus(201, "{}"), DEVICE_RESULT_UNCLASSIFIED},
+        {"cut after the header", Reply::truncated("{\"state\":{}}", 2), DEVICE_RESULT_UNCLASSIFIED},
     };
     openKit();
     identify(7, "M1", "D1");

@@ -64,7 +64,7 @@ TEST_F(StrictTlsTest, ServerCertificatesAreCheckedOnlyWhenAskedFor)
         ASSERT_FALSE(heard.empty());
         EXPECT_EQ(heard.back().id, c.accepted ? MSG_INFO_SUMMARY_RESULT : MSG_RESULT_ERROR);
         if (!c.accepted) {
-            EXPECT_EQ(heard.back().payload, std::vector<uint8_t>{177});
+            EXPECT_EQ(heard.back().payload, std::vector<uint8_t>{RESULT_NETWORK_FAILURE});
         }
 
         // POST requests follow the same rule.
@@ -74,7 +74,7 @@ TEST_F(StrictTlsTest, ServerCertificatesAreCheckedOnlyWhenAskedFor)
         ASSERT_FALSE(heard.empty());
         EXPECT_EQ(heard.back().id, c.accepted ? MSG_LOGIN_RESULT : MSG_LOGIN_RESULT_ERROR);
         if (!c.accepted) {
-            EXPECT_EQ(heard.back().payload, std::vector<uint8_t>{176});
+            EXPECT_EQ(heard.back().payload, std::vector<uint8_t>{RESULT_LOGIN_NETWORK_FAILURE});
         }
         EXPECT_EQ(server.requestCount(), c.accepted ? 2u : 0u);
     }

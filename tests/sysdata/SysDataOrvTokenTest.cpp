@@ -1,13 +1,21 @@
 #include "sysdata/SysDataOrvToken.h"
 #include "sysdata/SysDataProductFactory.h"
 
+#include <SaveFileAccess.h>
+#include <VxHostSaveFile.h>
+
+#include <QLoggingCategory>
+#include <QString>
+
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <memory>
+#include <mutex>
 #include <spawn.h>
 #include <string>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -21,7 +29,7 @@ const char* const kChildVariable = "ORVKIT_TOKEN_TEST_EXPECT";
 
 std::string tokenPath()
 {
-    return SaveFileAccessBase::directory() + "/OrvToken.ini";
+    return VxHostSaveFile::path("OrvToken.ini");
 }
 
 // What a fresh handle on the file reads, bypassing the store.
@@ -78,18 +86,71 @@ std::atomic<int> CountingMetaText::openCount{0};
 std::atomic<int> CountingMetaText::overlaps{0};
 std::atomic<int> CountingMetaText::opens{0};
 
-void installHandle(SaveFileAccessBase* handle)
+// What the "orvkit.token" category says while it lives.
+class TokenLog
 {
-    VxSyncGuard guard(SysDataOrvToken::GetInstance()->lock());
-    SysDataProductFactory::GetInstance()->setFile(SysDataProductFactory::kOrvTokenSlot, handle);
-}
+public:
+    TokenLog()
+    {
+        QLoggingCategory::setFilterRules("orvkit.token.debug=true\norvkit.token.info=true");
+        previous = qInstallMessageHandler(&TokenLog::handle);
+    }
+    ~TokenLog()
+    {
+        qInstallMessageHandler(previous);
+        QLoggingCategory::setFilterRules(QString());
+    }
+    static std::vector<std::string> lines()
+    {
+        std::lock_guard<std::mutex> lock(mutex());
+        return recorded();
+    }
+
+private:
+    static void handle(QtMsgType, const QMessageLogContext& context, const QString& text)
+    {
+        if (context.category != nullptr && std::string(context.category) == "orvkit.token") {
+            std::lock_guard<std::mutex> lock(mutex());
+            recorded().push_back(text.toStdString());
+        }
+    }
+    static std::mutex& mutex()
+    {
+        static std::mutex instance;
+        return instance;
+    }
+    static std::vector<std::string>& recorded()
+    {
+        static std::vector<std::string> instance;
+        return instance;
+    }
+    QtMessageHandler previous;
+};
+
+} // namespace
 
 class SysDataOrvTokenTest : public ::testing::Test
 {
 protected:
     void SetUp() override { unlink(tokenPath().c_str()); }
     void TearDown() override { installHandle(nullptr); }
+
+    // Puts a handle into the token slot, deleting the one it replaces.
+    static void installHandle(SaveFileAccessBase* handle)
+    {
+        VxSyncGuard guard(SysDataOrvToken::GetInstance()->sync);
+        SaveFileAccessBase*& slot = SysDataProductFactory::GetInstance()->files[SysDataProductFactory::kOrvTokenSlot];
+        if (slot != handle)
+            delete slot;
+        slot = handle;
+    }
+    static SaveFileAccessBase* slotHandle()
+    {
+        return SysDataProductFactory::GetInstance()->files[SysDataProductFactory::kOrvTokenSlot];
+    }
 };
+
+namespace {
 
 TEST_F(SysDataOrvTokenTest, MissingFileYieldsEmptyTokenAndCreatesKey)
 {
@@ -100,9 +161,9 @@ TEST_F(SysDataOrvTokenTest, MissingFileYieldsEmptyTokenAndCreatesKey)
     ASSERT_TRUE(readKey("TokenAccess", value));
     EXPECT_EQ(value, "");
     EXPECT_FALSE(readKey("TokenExpiration", value));
-    int expiration = 5;
-    EXPECT_FALSE(store->readTokenExpiration(expiration));
-    EXPECT_EQ(expiration, 5);
+    EXPECT_EQ(store->getTokenExpiration(), 0);
+    ASSERT_TRUE(readKey("TokenExpiration", value));
+    EXPECT_EQ(value, "0");
 }
 
 TEST_F(SysDataOrvTokenTest, StoredValuesReturnUnchanged)
@@ -118,9 +179,7 @@ TEST_F(SysDataOrvTokenTest, StoredValuesReturnUnchanged)
     const int expirations[] = {0, 1700000000, 0x7FFFFFFF, -1};
     for (int value : expirations) {
         store->storeTokenExpiration(value);
-        int read = 42;
-        EXPECT_TRUE(store->readTokenExpiration(read));
-        EXPECT_EQ(read, value);
+        EXPECT_EQ(store->getTokenExpiration(), value);
     }
     // Each writer keeps the other key.
     EXPECT_EQ(store->getTokenAccess(), tokens[5]);
@@ -128,14 +187,39 @@ TEST_F(SysDataOrvTokenTest, StoredValuesReturnUnchanged)
 
 TEST_F(SysDataOrvTokenTest, HandleIsCreatedOnceInTheTokenSlot)
 {
+    installHandle(nullptr);
     SysDataOrvToken* store = SysDataOrvToken::GetInstance();
-    SaveFileAccessMetaText* file = store->tokenFile();
-    ASSERT_NE(file, nullptr);
-    EXPECT_EQ(file->name(), "OrvToken.ini");
-    EXPECT_EQ(file->mode(), "a+");
-    EXPECT_EQ(store->tokenFile(), file);
-    EXPECT_EQ(SysDataProductFactory::GetInstance()->file(SysDataProductFactory::kOrvTokenSlot), file);
-    EXPECT_EQ(SysDataProductFactory::GetInstance()->file(SysDataProductFactory::kFileCount), nullptr);
+    store->storeTokenAccess("t");
+    SaveFileAccessBase* handle = slotHandle();
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(store->getTokenAccess(), "t");
+    EXPECT_EQ(slotHandle(), handle);
+    std::string value;
+    ASSERT_TRUE(readKey("TokenAccess", value));
+    EXPECT_EQ(value, "t");
+}
+
+// Failures are told to "orvkit.token", never with the token.
+TEST_F(SysDataOrvTokenTest, UnusableFileIsLoggedWithoutValues)
+{
+    ASSERT_EQ(mkdir(tokenPath().c_str(), 0700), 0);
+    {
+        TokenLog log;
+        SysDataOrvToken* store = SysDataOrvToken::GetInstance();
+        store->storeTokenAccess("s3cret-token");
+        EXPECT_EQ(store->getTokenAccess(), "");
+        const std::vector<std::string> lines = TokenLog::lines();
+        int unread = 0;
+        int unwritten = 0;
+        for (const std::string& line : lines) {
+            EXPECT_EQ(line.find("s3cret"), std::string::npos) << line;
+            unread += line.find("could not be read") != std::string::npos;
+            unwritten += line.find("could not be written") != std::string::npos;
+        }
+        EXPECT_EQ(unread, 2);
+        EXPECT_EQ(unwritten, 2);
+    }
+    rmdir(tokenPath().c_str());
 }
 
 TEST_F(SysDataOrvTokenTest, ConcurrentAccessNeverOverlaps)
@@ -164,8 +248,7 @@ TEST_F(SysDataOrvTokenTest, ConcurrentAccessNeverOverlaps)
     threads.emplace_back([&] {
         for (int i = 0; i < 100; ++i) {
             store->storeTokenExpiration(i);
-            int value = 0;
-            store->readTokenExpiration(value);
+            store->getTokenExpiration();
         }
     });
     for (auto& thread : threads)
@@ -173,9 +256,7 @@ TEST_F(SysDataOrvTokenTest, ConcurrentAccessNeverOverlaps)
     EXPECT_EQ(CountingMetaText::overlaps.load(), 0);
     EXPECT_EQ(CountingMetaText::opens.load(), 1 + 100 + 100 + 200);
     EXPECT_EQ(badReads.load(), 0);
-    int expiration = 0;
-    EXPECT_TRUE(store->readTokenExpiration(expiration));
-    EXPECT_EQ(expiration, 99);
+    EXPECT_EQ(store->getTokenExpiration(), 99);
 }
 
 TEST_F(SysDataOrvTokenTest, FileSurvivesIntoAnotherProcess)
@@ -213,9 +294,7 @@ TEST_F(SysDataOrvTokenTest, FileSurvivesIntoAnotherProcess)
     EXPECT_EQ(WEXITSTATUS(status), 0);
 
     EXPECT_EQ(SysDataOrvToken::GetInstance()->getTokenAccess(), "written by child");
-    int expiration = 0;
-    EXPECT_TRUE(SysDataOrvToken::GetInstance()->readTokenExpiration(expiration));
-    EXPECT_EQ(expiration, 1234);
+    EXPECT_EQ(SysDataOrvToken::GetInstance()->getTokenExpiration(), 1234);
 }
 
 // The other half of the test above, run in a child process only.

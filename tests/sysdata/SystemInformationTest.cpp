@@ -1,10 +1,12 @@
 #include "sysdata/SystemInformation.h"
 
-#include <VxDbgOutput.h>
+#include <VxHostDbgOutput.h>
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <fcntl.h>
+#include <memory>
 #include <string>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -56,21 +58,29 @@ bool isTextField(size_t offset)
     return false;
 }
 
+} // namespace
+
 class SystemInformationTest : public ::testing::Test
 {
 protected:
+    // Maps the region of this name instead of "SystemInfo".
+    static std::unique_ptr<SystemInformation> mapRegion(const std::string& regionName)
+    {
+        return std::unique_ptr<SystemInformation>(new SystemInformation(regionName.c_str()));
+    }
+
     void SetUp() override
     {
         name = "SystemInfoTest" + std::to_string(getpid());
         objectName = "/" + name;
         shm_unlink(objectName.c_str());
-        VxDbgOutput::setQuiet(true);
-        VxDbgOutput::setSink([this](const std::string& text) { reports.push_back(text); });
+        VxHostDbgOutput::setQuiet(true);
+        VxHostDbgOutput::setSink([this](const std::string& text) { reports.push_back(text); });
     }
     void TearDown() override
     {
-        VxDbgOutput::setSink(VxDbgOutput::Sink());
-        VxDbgOutput::setQuiet(false);
+        VxHostDbgOutput::setSink(VxHostDbgOutput::Sink());
+        VxHostDbgOutput::setQuiet(false);
         shm_unlink(objectName.c_str());
     }
     std::string name;
@@ -78,11 +88,13 @@ protected:
     std::vector<std::string> reports;
 };
 
+namespace {
+
 TEST_F(SystemInformationTest, FirstMappingCreatesZeroedRecordWithDefaults)
 {
-    SystemInformation information(name.c_str());
-    ASSERT_TRUE(information.isMapped());
-    EXPECT_TRUE(information.isCreated());
+    const auto information = mapRegion(name);
+    ASSERT_TRUE(information->isMapped());
+    EXPECT_TRUE(information->isCreated());
 
     RawRegion raw(objectName);
     ASSERT_TRUE(raw.valid());
@@ -101,7 +113,7 @@ TEST_F(SystemInformationTest, FirstMappingCreatesZeroedRecordWithDefaults)
 
 TEST_F(SystemInformationTest, SecondMappingKeepsContents)
 {
-    { SystemInformation first(name.c_str()); }
+    mapRegion(name);
     {
         RawRegion raw(objectName);
         ASSERT_TRUE(raw.valid());
@@ -111,9 +123,9 @@ TEST_F(SystemInformationTest, SecondMappingKeepsContents)
         raw.bytes[68] = 'x';
         raw.bytes[719] = 0x5a;
     }
-    SystemInformation second(name.c_str());
-    ASSERT_TRUE(second.isMapped());
-    EXPECT_FALSE(second.isCreated());
+    const auto second = mapRegion(name);
+    ASSERT_TRUE(second->isMapped());
+    EXPECT_FALSE(second->isCreated());
 
     RawRegion raw(objectName);
     EXPECT_EQ(raw.size, 720u);
@@ -123,24 +135,24 @@ TEST_F(SystemInformationTest, SecondMappingKeepsContents)
     EXPECT_EQ(raw.bytes[719], 0x5a);
     uint32_t kind = 0;
     uint32_t selector = 0;
-    EXPECT_TRUE(second.getProductKind(kind));
-    EXPECT_TRUE(second.getProductSelector(selector));
+    EXPECT_TRUE(second->getProductKind(kind));
+    EXPECT_TRUE(second->getProductSelector(selector));
     EXPECT_EQ(kind, 7u);
     EXPECT_EQ(selector, 12u);
 }
 
 TEST_F(SystemInformationTest, DefaultsWrittenOnlyWhileFlagIsClear)
 {
-    { SystemInformation first(name.c_str()); }
+    mapRegion(name);
     RawRegion raw(objectName);
     ASSERT_TRUE(raw.valid());
     for (size_t offset : SysInfoStruct::kTextFieldOffsets)
         raw.bytes[offset] = 'a';
-    { SystemInformation flagSet(name.c_str()); }
+    mapRegion(name);
     EXPECT_EQ(raw.bytes[424], 'a');
 
     raw.bytes[SysInfoStruct::kDefaultsWrittenOffset] = 0;
-    { SystemInformation flagClear(name.c_str()); }
+    mapRegion(name);
     for (size_t offset : SysInfoStruct::kTextFieldOffsets)
         EXPECT_EQ(raw.bytes[offset], '-') << offset;
     EXPECT_EQ(raw.bytes[SysInfoStruct::kDefaultsWrittenOffset], 1);
@@ -153,25 +165,58 @@ TEST_F(SystemInformationTest, UnusableRegionStaysUnmapped)
     ASSERT_GE(fd, 0);
     close(fd);
     {
-        SystemInformation tooShort(name.c_str());
-        EXPECT_FALSE(tooShort.isMapped());
+        const auto tooShort = mapRegion(name);
+        EXPECT_FALSE(tooShort->isMapped());
         uint32_t kind = 99;
-        EXPECT_FALSE(tooShort.getProductKind(kind));
+        EXPECT_FALSE(tooShort->getProductKind(kind));
         EXPECT_EQ(kind, 99u);
     }
     {
-        SystemInformation badName("bad/name");
-        EXPECT_FALSE(badName.isMapped());
+        const auto badName = mapRegion("bad/name");
+        EXPECT_FALSE(badName->isMapped());
         uint32_t selector = 0;
-        EXPECT_FALSE(badName.getProductSelector(selector));
+        EXPECT_FALSE(badName->getProductSelector(selector));
     }
     EXPECT_EQ(reports, (std::vector<std::string>{"mmap error\n", "shm_open error\n"}));
+}
+
+TEST_F(SystemInformationTest, ReadWithoutTheLockReadsNothing)
+{
+    const auto information = mapRegion(name);
+    ASSERT_TRUE(information->isMapped());
+    RawRegion(objectName).setWord(SysInfoStruct::kProductKindOffset, 7);
+    // The named lock excludes its own holder too, so this read cannot take it.
+    ASSERT_EQ(information->Lock(), 0);
+    uint32_t kind = 99;
+    EXPECT_FALSE(information->getProductKind(kind));
+    EXPECT_EQ(kind, 99u);
+    EXPECT_EQ(information->Unlock(), 0) << "the failed read released a lock it did not take";
+    EXPECT_TRUE(information->getProductKind(kind));
+    EXPECT_EQ(kind, 7u);
+}
+
+TEST_F(SystemInformationTest, RegionWhoseLockCannotBeTakenIsNotMapped)
+{
+    const std::string lockDirectory = std::getenv("VX_LOCK_DIR");
+    // A regular file where the lock directory should be.
+    const std::string blocked = lockDirectory + "/not-a-directory";
+    close(open(blocked.c_str(), O_WRONLY | O_CREAT, 0600));
+    setenv("VX_LOCK_DIR", (blocked + "/locks").c_str(), 1);
+    {
+        const auto information = mapRegion(name);
+        EXPECT_FALSE(information->isMapped());
+        uint32_t kind = 99;
+        EXPECT_FALSE(information->getProductKind(kind));
+        EXPECT_EQ(kind, 99u);
+    }
+    setenv("VX_LOCK_DIR", lockDirectory.c_str(), 1);
+    unlink(blocked.c_str());
+    EXPECT_FALSE(RawRegion(objectName).valid()) << "the region was created without its lock";
 }
 
 TEST(SystemInfoRegionTest, RealRegionIsUsable)
 {
     SystemInformation information;
-    EXPECT_EQ(information.name(), "SystemInfo");
     ASSERT_TRUE(information.isMapped());
     RawRegion raw("/SystemInfo");
     ASSERT_TRUE(raw.valid());

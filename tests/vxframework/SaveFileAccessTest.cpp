@@ -1,13 +1,25 @@
 #include <SaveFileAccess.h>
+#include <VxHostSaveFile.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <dirent.h>
+#include <fcntl.h>
 #include <fstream>
+#include <functional>
+#include <future>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -33,16 +45,42 @@ std::unique_ptr<SaveFileAccessMetaText> openFile(const char* name, const char* m
     return file;
 }
 
+// The names in the save directory that begin with prefix.
+std::vector<std::string> entriesStartingWith(const std::string& prefix)
+{
+    std::vector<std::string> found;
+    DIR* directory = opendir(VxHostSaveFile::directory().c_str());
+    if (directory == nullptr)
+        return found;
+    while (dirent* entry = readdir(directory)) {
+        if (std::string(entry->d_name).rfind(prefix, 0) == 0)
+            found.push_back(entry->d_name);
+    }
+    closedir(directory);
+    return found;
+}
+
+void removeAll(const std::string& path)
+{
+    struct stat info;
+    if (lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode))
+        rmdir(path.c_str());
+    else
+        unlink(path.c_str());
+}
+
 class SaveFileAccessTest : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
         name = std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + ".ini";
+        // Creates the directory.
         auto file = openFile(name.c_str());
-        path = file->path();
-        unlink(path.c_str());
-        unlink((path + ".tmp").c_str());
+        file->Flush();
+        path = VxHostSaveFile::path(name);
+        for (const std::string& entry : entriesStartingWith(name))
+            removeAll(VxHostSaveFile::directory() + "/" + entry);
     }
     std::string name;
     std::string path;
@@ -52,7 +90,7 @@ TEST_F(SaveFileAccessTest, PathUsesConfiguredDirectory)
 {
     const char* directory = getenv("VX_SAVEFILE_DIR");
     ASSERT_NE(directory, nullptr);
-    EXPECT_EQ(SaveFileAccessBase::directory(), directory);
+    EXPECT_EQ(VxHostSaveFile::directory(), directory);
     EXPECT_EQ(path, std::string(directory) + "/" + name);
 }
 
@@ -166,25 +204,22 @@ TEST_F(SaveFileAccessTest, IntegerTypeRules)
     EXPECT_EQ(text, "2147483647");
 }
 
-TEST_F(SaveFileAccessTest, LeftOverTemporaryFileDoesNotHarm)
+// Another writer's temporary file, or one left by an interrupted flush, is
+// neither written into nor renamed; a flush leaves no file of its own behind.
+TEST_F(SaveFileAccessTest, TemporaryFileIsTheWritersOwn)
 {
-    {
+    const std::string foreign = path + ".tmp";
+    writeFile(foreign, "token=half");
+    for (const char* value : {"one", "two"}) {
         auto file = openFile(name.c_str());
-        file->Set("token", std::string("old"));
+        file->Set("token", std::string(value));
         ASSERT_EQ(file->Flush(), 0);
     }
-    // An interrupted earlier flush left a partial temporary file behind.
-    writeFile(path + ".tmp", "token=half");
-    {
-        auto file = openFile(name.c_str());
-        std::string value;
-        EXPECT_EQ(file->Get("token", &value), 0);
-        EXPECT_EQ(value, "old");
-        file->Set("token", std::string("new"));
-        ASSERT_EQ(file->Flush(), 0);
-    }
-    EXPECT_EQ(access((path + ".tmp").c_str(), F_OK), -1);
-    EXPECT_EQ(readFile(path), "token=new\n");
+    EXPECT_EQ(readFile(path), "token=two\n");
+    EXPECT_EQ(readFile(foreign), "token=half");
+    std::vector<std::string> left = entriesStartingWith(name);
+    std::sort(left.begin(), left.end());
+    EXPECT_EQ(left, (std::vector<std::string>{name, name + ".tmp"}));
 }
 
 TEST_F(SaveFileAccessTest, FailedFlushKeepsOldContents)
@@ -194,15 +229,93 @@ TEST_F(SaveFileAccessTest, FailedFlushKeepsOldContents)
         file->Set("token", std::string("old"));
         ASSERT_EQ(file->Flush(), 0);
     }
-    // A directory in the temporary file's place makes the write fail.
-    ASSERT_EQ(mkdir((path + ".tmp").c_str(), 0700), 0);
+    // A file size limit makes the write fail, whoever runs the test.
+    struct rlimit saved;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
+    struct rlimit small = saved;
+    small.rlim_cur = 8;
+    void (*previous)(int) = std::signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    int flushed = 0;
     {
         auto file = openFile(name.c_str());
-        file->Set("token", std::string("new"));
-        EXPECT_EQ(file->Flush(), -1);
+        file->Set("token", std::string("new and longer than the limit"));
+        flushed = file->Flush();
     }
-    rmdir((path + ".tmp").c_str());
+    setrlimit(RLIMIT_FSIZE, &saved);
+    std::signal(SIGXFSZ, previous);
+    EXPECT_EQ(flushed, -1);
     EXPECT_EQ(readFile(path), "token=old\n");
+    EXPECT_EQ(entriesStartingWith(name), (std::vector<std::string>{name}));
+}
+
+// Whatever sits at the path, FOpen returns without blocking and reads only a
+// regular file; where a file can take its place, a Flush puts it there.
+TEST_F(SaveFileAccessTest, SomethingOtherThanAFileAtThePath)
+{
+    const std::string elsewhere = path + ".target";
+    struct Case {
+        const char* what;
+        std::function<int()> make;
+        bool opens;      // the store takes Set after the failed FOpen
+        bool replaced;   // a Flush leaves a regular file at the path
+    };
+    const Case cases[] = {
+        {"fifo", [&] { return mkfifo(path.c_str(), 0600); }, true, true},
+        {"directory", [&] { return mkdir(path.c_str(), 0700); }, true, false},
+        {"dangling link", [&] { return symlink((path + ".missing").c_str(), path.c_str()); }, true, true},
+        {"link to a file", [&] {
+             writeFile(elsewhere, "token=linked\n");
+             return symlink(elsewhere.c_str(), path.c_str());
+         }, true, true},
+        {"device", [&] { return mknod(path.c_str(), S_IFCHR | 0600, makedev(1, 3)); }, true, true},
+        {"oversized file", [&] {
+             writeFile(path, "");
+             return truncate(path.c_str(), 5 * 1024 * 1024);
+         }, false, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        removeAll(path);
+        if (c.make() != 0) {
+            if (errno == EPERM)
+                continue; // no device nodes without the privilege
+            FAIL() << "could not make it: " << errno;
+        }
+        struct stat before;
+        ASSERT_EQ(lstat(path.c_str(), &before), 0);
+        std::unique_ptr<SaveFileAccessMetaText> file(SaveFileAccessFactory::GetInstance()->CreateMetaText(name.c_str(), "a+"));
+        auto opening = std::async(std::launch::async, [&] { return file->FOpen(); });
+        if (opening.wait_for(std::chrono::seconds(5)) != std::future_status::ready) {
+            // Release a reader stuck in open() so that the test can end.
+            close(open(path.c_str(), O_WRONLY | O_NONBLOCK));
+            opening.wait();
+            ADD_FAILURE() << "FOpen blocked";
+            continue;
+        }
+        EXPECT_EQ(opening.get(), -1);
+        std::string value;
+        EXPECT_EQ(file->Get("token", &value), -1);
+        EXPECT_EQ(file->Set("token", std::string("new")), c.opens ? 0 : -1);
+        EXPECT_EQ(file->Flush(), c.replaced ? 0 : -1);
+        file->FClose();
+
+        struct stat after;
+        ASSERT_EQ(lstat(path.c_str(), &after), 0);
+        if (c.replaced) {
+            EXPECT_TRUE(S_ISREG(after.st_mode));
+            EXPECT_EQ(readFile(path), "token=new\n");
+        } else {
+            EXPECT_EQ(after.st_ino, before.st_ino);
+            EXPECT_EQ(after.st_size, before.st_size);
+        }
+        if (access(elsewhere.c_str(), F_OK) == 0) {
+            EXPECT_EQ(readFile(elsewhere), "token=linked\n");
+            removeAll(elsewhere);
+        }
+        EXPECT_TRUE(entriesStartingWith(name + ".").empty());
+    }
+    removeAll(path);
 }
 
 TEST_F(SaveFileAccessTest, ModesAndMisuse)
@@ -251,7 +364,7 @@ TEST(SaveFileDirectoryTest, CreatedWithParentsOnFlush)
     const std::string savedHome = home != nullptr ? home : "";
     unsetenv("VX_SAVEFILE_DIR");
     setenv("HOME", (saved + "/home").c_str(), 1);
-    EXPECT_EQ(SaveFileAccessBase::directory(), saved + "/home/.local/state/orvkit");
+    EXPECT_EQ(VxHostSaveFile::directory(), saved + "/home/.local/state/orvkit");
     setenv("VX_SAVEFILE_DIR", saved.c_str(), 1);
     if (home != nullptr)
         setenv("HOME", savedHome.c_str(), 1);

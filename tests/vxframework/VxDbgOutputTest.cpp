@@ -1,5 +1,6 @@
 #include <VxCallStack.h>
 #include <VxDbgOutput.h>
+#include <VxHostDbgOutput.h>
 
 #include <gtest/gtest.h>
 
@@ -14,16 +15,16 @@ class VxDbgOutputTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        VxDbgOutput::setQuiet(true);
-        VxDbgOutput::setSink([this](const std::string& text) {
+        VxHostDbgOutput::setQuiet(true);
+        VxHostDbgOutput::setSink([this](const std::string& text) {
             std::lock_guard<std::mutex> lock(mutex);
             received.push_back(text);
         });
     }
     void TearDown() override
     {
-        VxDbgOutput::setSink(VxDbgOutput::Sink());
-        VxDbgOutput::setQuiet(false);
+        VxHostDbgOutput::setSink(VxHostDbgOutput::Sink());
+        VxHostDbgOutput::setQuiet(false);
     }
     std::mutex mutex;
     std::vector<std::string> received;
@@ -31,7 +32,7 @@ protected:
 
 TEST_F(VxDbgOutputTest, SinkReceivesFormattedText)
 {
-    VxDbgOutput::DbgPrint("file.cpp", "function", 12, VxDbgOutput::TAG_ERROR, "value %d [%s]\n", 7, "x");
+    VxDbgOutput::DbgPrint("file.cpp", "function", 12, 1, "value %d [%s]\n", 7, "x");
     VxDbgOutput::DbgPrint("plain %s", "text");
     VxDbgOutput::DbgPrintStdErr("file.cpp", "function", 13, "shm_open error\n");
     VxDbgOutput::DbgPrint(nullptr, nullptr, 0, 0, "%s", std::string(3000, 'y').c_str());
@@ -44,7 +45,7 @@ TEST_F(VxDbgOutputTest, SinkReceivesFormattedText)
 
 TEST_F(VxDbgOutputTest, RemovedSinkReceivesNothing)
 {
-    VxDbgOutput::setSink(VxDbgOutput::Sink());
+    VxHostDbgOutput::setSink(VxHostDbgOutput::Sink());
     VxDbgOutput::DbgPrint("gone\n");
     VxCallStack::dumpDirectly(-1);
     EXPECT_TRUE(received.empty());

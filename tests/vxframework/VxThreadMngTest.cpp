@@ -1,3 +1,4 @@
+#include <VxHostThreadMng.h>
 #include <VxThreadMng.h>
 
 #include <gtest/gtest.h>
@@ -15,23 +16,23 @@ TEST(VxThreadMngTest, RegisterFindUnregister)
     const unsigned long id = 0x5eed;
     EXPECT_EQ(registry->registerThreadInfo(id, "worker", 3, 4000), 0);
 
-    VxThreadMng::ThreadInfo info;
-    ASSERT_TRUE(registry->findThreadInfo(id, info));
+    VxHostThreadMng::ThreadInfo info;
+    ASSERT_TRUE(VxHostThreadMng::find(id, info));
     EXPECT_EQ(info.name, "worker");
     EXPECT_EQ(info.priority, 3);
     EXPECT_EQ(info.value, 4000u);
-    ASSERT_TRUE(registry->findThreadInfoByName("worker", info));
+    ASSERT_TRUE(VxHostThreadMng::findByName("worker", info));
     EXPECT_EQ(info.threadId, id);
 
     // Registering again replaces the entry.
     registry->registerThreadInfo(id, nullptr, -1, 1);
-    ASSERT_TRUE(registry->findThreadInfo(id, info));
+    ASSERT_TRUE(VxHostThreadMng::find(id, info));
     EXPECT_EQ(info.name, "");
-    EXPECT_EQ(registry->threads().size(), 1u);
+    EXPECT_EQ(VxHostThreadMng::threads().size(), 1u);
 
     EXPECT_EQ(registry->unregisterThreadInfo(id), 0);
-    EXPECT_FALSE(registry->findThreadInfo(id, info));
-    EXPECT_FALSE(registry->findThreadInfoByName("worker", info));
+    EXPECT_FALSE(VxHostThreadMng::find(id, info));
+    EXPECT_FALSE(VxHostThreadMng::findByName("worker", info));
     EXPECT_EQ(registry->unregisterThreadInfo(id), -1);
 }
 

@@ -4,9 +4,8 @@
 #include <map>
 #include <string>
 
-// The framework's save-file store. The host keeps files in the directory
-// named by VX_SAVEFILE_DIR, else $HOME/.local/state/orvkit, created on
-// demand. Operations return 0 on success and -1 on failure.
+// The framework's save-file store. Where the files live is the framework's
+// concern. Operations return 0 on success and -1 on failure.
 class SaveFileAccessBase : private VxUncopyable
 {
 public:
@@ -17,21 +16,20 @@ public:
     virtual int FClose() = 0;
     virtual int Flush() = 0;
 
-    const std::string& name() const { return fileName; }
-    const std::string& mode() const { return openMode; }
-    // The full path on the host.
-    std::string path() const;
-    static std::string directory();
-
 protected:
     std::string fileName;
     std::string openMode;
 };
 
 // A key/value text file with string and integer values. FOpen loads the
-// file (a missing file is empty); Set changes memory only; Flush writes a
-// temporary file and renames it over the old one, so an interrupted write
-// never loses the previous contents.
+// file, Set changes memory only, Flush replaces the file atomically, so an
+// interrupted write never loses the previous contents.
+//
+// FOpen never blocks and never reads through anything but a regular file.
+// Nothing at the path opens an empty store (0). Something else there (a
+// FIFO, directory, device or symbolic link) gives -1 and an empty store that
+// a Flush may still replace it with. A regular file that cannot be read
+// gives -1 and a closed store, so that its contents are not overwritten.
 //
 // On the host the file holds one "key=value" line per entry, sorted by key.
 // A backslash escapes "\\", "\n" and "\r" in keys and values, and "\=" in

@@ -4,15 +4,14 @@
 #include <condition_variable>
 #include <mutex>
 
-// A manual-reset event. WaitEvent returns 0 once the event is set, -2 when
-// timeoutMs passed first; (unsigned)-1 waits for ever.
+// A manual-reset event: once set it stays set. WaitEvent returns 0 once the
+// event is set, -2 when timeoutMs passed first; (unsigned)-1 waits for ever.
 class VxEvent : private VxUncopyable
 {
 public:
     VxEvent();
     ~VxEvent();
     int SetEvent();
-    int ResetEvent();
     int WaitEvent(unsigned int timeoutMs = static_cast<unsigned int>(-1));
 private:
     std::mutex mutex;

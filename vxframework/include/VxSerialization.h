@@ -17,12 +17,13 @@ namespace VxSerialization {
 //                 (embedded zero bytes are kept)
 //   raw block     the bytes as given, with no length
 // Reading takes values in the order they were written. A read that would go
-// past the end yields the type's default (0, 0.0, false, empty string),
-// consumes the rest of the archive and marks it exhausted.
+// past the end yields the type's default (0, 0.0, false, empty string) and
+// consumes the rest of the archive.
 class VX_API Archive
 {
 public:
     Archive();
+    // An archive holding these bytes, to be read from the first one.
     Archive(const uint8_t* data, size_t size);
 
     void clear();
@@ -42,21 +43,18 @@ public:
     int read(bool& value);
     int read(std::string& value);
 
+    // The bytes written so far, for an application to hand on.
     const std::vector<uint8_t>& bytes() const { return buffer; }
     const uint8_t* data() const { return buffer.data(); }
     size_t size() const { return buffer.size(); }
-    size_t position() const { return readPosition; }
-    size_t remaining() const { return buffer.size() - readPosition; }
-    bool isExhausted() const { return exhausted; }
-    // Starts reading again from the first byte.
-    void rewind();
 
-private:
-    bool take(size_t count, const uint8_t*& start);
-
+protected:
     std::vector<uint8_t> buffer;
     size_t readPosition;
     bool exhausted;
+
+private:
+    bool take(size_t count, const uint8_t*& start);
 };
 
 } // namespace VxSerialization

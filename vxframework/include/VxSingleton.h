@@ -2,14 +2,13 @@
 #define VX_SINGLETON_H
 #include "VxSync.h"
 
-// Destroys registered singletons in reverse order of creation. The host runs
-// it at process exit; a platform calls it at shutdown.
+// Destroys registered singletons in reverse order of creation when the
+// framework shuts down.
 class VxSingletonFinalizer
 {
 public:
     typedef void (*DestroyFunction)();
     static void addDestroyFunction(DestroyFunction function);
-    static void finalize();
 };
 
 // Created on first use under a class lock (test, lock, test, create,

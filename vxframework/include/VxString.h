@@ -15,19 +15,14 @@ class VxString
 {
 public:
     VxString() { buffer[0] = '\0'; }
-    VxString(const char* text) { assign(text); }
-    VxString& assign(const char* text) { vx_strcpy(buffer, sizeof(buffer), text ? text : ""); return *this; }
+    explicit VxString(const char* text) { vx_strcpy(buffer, sizeof(buffer), text ? text : ""); }
     VxString& append(const char* text)
     {
         const size_t used = std::strlen(buffer);
         vx_strcpy(buffer + used, sizeof(buffer) - used, text ? text : "");
         return *this;
     }
-    VxString& operator=(const char* text) { return assign(text); }
-    VxString& operator+=(const char* text) { return append(text); }
     const char* c_str() const { return buffer; }
-    size_t length() const { return std::strlen(buffer); }
-    static constexpr size_t capacity() { return N; }
 private:
     char buffer[N + 1];
 };

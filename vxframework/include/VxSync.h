@@ -17,12 +17,18 @@ private:
     pthread_mutex_t mutex;
 };
 
+// Holds a VxSync for its scope; releases it only if it took it.
 class VxSyncGuard : private VxUncopyable
 {
 public:
-    explicit VxSyncGuard(VxSync& sync) : sync(sync) { sync.Lock(); }
-    ~VxSyncGuard() { sync.Unlock(); }
+    explicit VxSyncGuard(VxSync& sync) : sync(sync), locked(sync.Lock() == 0) {}
+    ~VxSyncGuard()
+    {
+        if (locked)
+            sync.Unlock();
+    }
 private:
     VxSync& sync;
+    const bool locked;
 };
 #endif

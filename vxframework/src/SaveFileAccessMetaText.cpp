@@ -1,10 +1,12 @@
 #include "SaveFileAccess.h"
 
 #include "VxFileSystem.h"
+#include "VxHostSaveFile.h"
 
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -96,21 +98,39 @@ bool parseInt(const std::string& text, int& out)
     return true;
 }
 
-bool readWhole(const std::string& path, std::string& content, bool& missing)
+enum class ReadResult { Read, Missing, NotAFile, Unreadable };
+
+// Reads the file at path without blocking and without following a link: a
+// FIFO would block open() until a writer came, and a device may act on
+// being opened, so only a regular file is ever opened.
+ReadResult readWhole(const std::string& path, std::string& content)
 {
-    missing = false;
+    struct stat info;
+    if (lstat(path.c_str(), &info) != 0)
+        return errno == ENOENT ? ReadResult::Missing : ReadResult::Unreadable;
+    if (!S_ISREG(info.st_mode))
+        return ReadResult::NotAFile;
     int fd;
     do {
-        fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
     } while (fd < 0 && errno == EINTR);
     if (fd < 0) {
-        missing = errno == ENOENT;
-        return false;
+        // Replaced between lstat and open.
+        if (errno == ENOENT)
+            return ReadResult::Missing;
+        return errno == ELOOP ? ReadResult::NotAFile : ReadResult::Unreadable;
     }
-    struct stat info;
-    if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size > kMaxFileSize) {
+    if (fstat(fd, &info) != 0) {
         close(fd);
-        return false;
+        return ReadResult::Unreadable;
+    }
+    if (!S_ISREG(info.st_mode)) {
+        close(fd);
+        return ReadResult::NotAFile;
+    }
+    if (info.st_size > kMaxFileSize) {
+        close(fd);
+        return ReadResult::Unreadable;
     }
     content.clear();
     char buffer[4096];
@@ -122,16 +142,16 @@ bool readWhole(const std::string& path, std::string& content, bool& missing)
             if (errno == EINTR)
                 continue;
             close(fd);
-            return false;
+            return ReadResult::Unreadable;
         }
         content.append(buffer, static_cast<size_t>(count));
         if (content.size() > static_cast<size_t>(kMaxFileSize)) {
             close(fd);
-            return false;
+            return ReadResult::Unreadable;
         }
     }
     close(fd);
-    return true;
+    return ReadResult::Read;
 }
 
 bool writeAll(int fd, const std::string& content)
@@ -179,12 +199,18 @@ int SaveFileAccessMetaText::FOpen()
         return 0;
     }
     std::string content;
-    bool missing = false;
-    if (!readWhole(path(), content, missing)) {
-        if (!missing)
-            return -1;
+    switch (readWhole(VxHostSaveFile::path(fileName), content)) {
+    case ReadResult::Read:
+        break;
+    case ReadResult::Missing:
         opened = true;
         return 0;
+    case ReadResult::NotAFile:
+        // Holds nothing of ours; a Flush may put a file in its place.
+        opened = true;
+        return -1;
+    case ReadResult::Unreadable:
+        return -1;
     }
     size_t start = 0;
     std::string key;
@@ -218,7 +244,7 @@ int SaveFileAccessMetaText::Flush()
 {
     if (!opened || !writable(openMode) || !validName(fileName))
         return -1;
-    const std::string directoryPath = directory();
+    const std::string directoryPath = VxHostSaveFile::directory();
     if (!VxFileSystem::makeDirectories(directoryPath))
         return -1;
     std::string content;
@@ -228,11 +254,13 @@ int SaveFileAccessMetaText::Flush()
         appendEscaped(content, entry.second, false);
         content += '\n';
     }
-    const std::string target = path();
-    const std::string temporary = target + ".tmp";
+    const std::string target = VxHostSaveFile::path(fileName);
+    // A name of its own for every writer, so that two processes sharing the
+    // directory never write into or rename each other's file.
+    std::string temporary = target + ".XXXXXX";
     int fd;
     do {
-        fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+        fd = mkostemp(&temporary[0], O_CLOEXEC);
     } while (fd < 0 && errno == EINTR);
     if (fd < 0)
         return -1;

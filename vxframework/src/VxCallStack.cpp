@@ -1,13 +1,13 @@
 #include "VxCallStack.h"
 
-#include "VxDbgOutput.h"
+#include "VxHostDbgOutput.h"
 
 #include <execinfo.h>
 #include <unistd.h>
 
 void VxCallStack::dumpDirectly(int depth)
 {
-    if (depth == 0 || VxDbgOutput::isQuiet())
+    if (depth == 0 || VxHostDbgOutput::isQuiet())
         return;
     void* frames[128];
     const int count = backtrace(frames, static_cast<int>(sizeof(frames) / sizeof(frames[0])));

@@ -1,29 +1,16 @@
 #include "VxDbgOutput.h"
 
-#include <atomic>
+#include "VxDbgOutputState.h"
+
 #include <cstdarg>
 #include <cstdio>
-#include <memory>
-#include <mutex>
+#include <string>
 #include <vector>
 
 namespace {
 
 // Longer texts are cut, so a runaway format cannot exhaust memory.
 const size_t kMaxText = 64 * 1024;
-
-struct OutputState {
-    std::mutex mutex;
-    std::shared_ptr<const VxDbgOutput::Sink> sink;
-    std::atomic<bool> quiet{false};
-};
-
-// Never destroyed: singletons report from their destructors at exit.
-OutputState& state()
-{
-    static OutputState* const instance = new OutputState();
-    return *instance;
-}
 
 std::string formatText(const char* format, va_list arguments)
 {
@@ -57,8 +44,8 @@ std::string locationPrefix(const char* file, const char* function, int line)
 
 void emit(const std::string& prefix, const std::string& text)
 {
-    OutputState& output = state();
-    std::shared_ptr<const VxDbgOutput::Sink> sink;
+    VxDbgOutputState& output = VxDbgOutputState::instance();
+    std::shared_ptr<const VxHostDbgOutput::Sink> sink;
     {
         std::lock_guard<std::mutex> lock(output.mutex);
         if (!output.quiet.load()) {
@@ -102,24 +89,4 @@ void VxDbgOutput::DbgPrintStdErr(const char* file, const char* function, int lin
     const std::string text = formatText(format, arguments);
     va_end(arguments);
     emit(locationPrefix(file, function, line), text);
-}
-
-void VxDbgOutput::setSink(Sink sink)
-{
-    OutputState& output = state();
-    std::shared_ptr<const Sink> shared;
-    if (sink)
-        shared = std::make_shared<const Sink>(std::move(sink));
-    std::lock_guard<std::mutex> lock(output.mutex);
-    output.sink = std::move(shared);
-}
-
-void VxDbgOutput::setQuiet(bool quiet)
-{
-    state().quiet.store(quiet);
-}
-
-bool VxDbgOutput::isQuiet()
-{
-    return state().quiet.load();
 }

@@ -18,13 +18,6 @@ int VxEvent::SetEvent()
     return 0;
 }
 
-int VxEvent::ResetEvent()
-{
-    std::lock_guard<std::mutex> lock(mutex);
-    signaled = false;
-    return 0;
-}
-
 int VxEvent::WaitEvent(unsigned int timeoutMs)
 {
     std::unique_lock<std::mutex> lock(mutex);

@@ -138,12 +138,6 @@ int Archive::read(std::string& value)
     return 0;
 }
 
-void Archive::rewind()
-{
-    readPosition = 0;
-    exhausted = false;
-}
-
 bool Archive::take(size_t count, const uint8_t*& start)
 {
     if (count > buffer.size() - readPosition) {

@@ -1,3 +1,7 @@
+// The host backs the named lock with an advisory file lock, which the kernel
+// releases when a holder dies. The lock files live in VX_LOCK_DIR, else /tmp,
+// as "vx-<name>.lock". An object also excludes the threads of its own
+// process, which share its file descriptor.
 #include "VxSharedSyncObject.h"
 
 #include "VxFileSystem.h"

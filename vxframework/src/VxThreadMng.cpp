@@ -1,5 +1,7 @@
 #include "VxThreadMng.h"
 
+#include "VxThreadRegistry.h"
+
 #include <pthread.h>
 #include <sched.h>
 #include <sys/types.h>
@@ -23,7 +25,7 @@ bool usableTid(unsigned int tid)
 
 VxThreadMng* VxThreadMng::GetInstance()
 {
-    // Never destroyed: threads may unregister while the process exits.
+    // Never destroyed, as the registry.
     static VxThreadMng* const instance = new VxThreadMng();
     return instance;
 }
@@ -60,17 +62,19 @@ int VxThreadMng::SetPriority(unsigned long threadId, int priority, unsigned int 
         if (sched_setparam(static_cast<pid_t>(tid), &parameters) != 0)
             return -1;
     }
-    std::lock_guard<std::mutex> lock(mutex);
-    auto found = registry.find(threadId);
-    if (found != registry.end())
+    VxThreadRegistry& known = VxThreadRegistry::instance();
+    std::lock_guard<std::mutex> lock(known.mutex);
+    auto found = known.threads.find(threadId);
+    if (found != known.threads.end())
         found->second.priority = priority;
     return 0;
 }
 
 int VxThreadMng::registerThreadInfo(unsigned long threadId, const char* name, int priority, unsigned int value)
 {
-    std::lock_guard<std::mutex> lock(mutex);
-    ThreadInfo& info = registry[threadId];
+    VxThreadRegistry& known = VxThreadRegistry::instance();
+    std::lock_guard<std::mutex> lock(known.mutex);
+    VxHostThreadMng::ThreadInfo& info = known.threads[threadId];
     info.threadId = threadId;
     info.name = name != nullptr ? name : "";
     info.priority = priority;
@@ -80,38 +84,7 @@ int VxThreadMng::registerThreadInfo(unsigned long threadId, const char* name, in
 
 int VxThreadMng::unregisterThreadInfo(unsigned long threadId)
 {
-    std::lock_guard<std::mutex> lock(mutex);
-    return registry.erase(threadId) != 0 ? 0 : -1;
-}
-
-bool VxThreadMng::findThreadInfo(unsigned long threadId, ThreadInfo& out) const
-{
-    std::lock_guard<std::mutex> lock(mutex);
-    auto found = registry.find(threadId);
-    if (found == registry.end())
-        return false;
-    out = found->second;
-    return true;
-}
-
-bool VxThreadMng::findThreadInfoByName(const std::string& name, ThreadInfo& out) const
-{
-    std::lock_guard<std::mutex> lock(mutex);
-    for (const auto& entry : registry) {
-        if (entry.second.name == name) {
-            out = entry.second;
-            return true;
-        }
-    }
-    return false;
-}
-
-std::vector<VxThreadMng::ThreadInfo> VxThreadMng::threads() const
-{
-    std::lock_guard<std::mutex> lock(mutex);
-    std::vector<ThreadInfo> result;
-    result.reserve(registry.size());
-    for (const auto& entry : registry)
-        result.push_back(entry.second);
-    return result;
+    VxThreadRegistry& known = VxThreadRegistry::instance();
+    std::lock_guard<std::mutex> lock(known.mutex);
+    return known.threads.erase(threadId) != 0 ? 0 : -1;
 }

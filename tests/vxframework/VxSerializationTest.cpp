@@ -1,4 +1,4 @@
-#include <VxSerialization.h>
+#include <VxHostArchive.h>
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-using VxSerialization::Archive;
+// The host archive adds only a look at the read position.
+using Archive = VxHostArchive;
 
 namespace {
 
