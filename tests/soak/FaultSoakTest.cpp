@@ -10,10 +10,9 @@
 // ORVKIT_SOAK_COMMANDS sets how many commands are sent (default 300);
 // from 5000 on the run also checks that the resident memory stays flat.
 // ORVKIT_SOAK_SEED picks another random sequence.
-#include "ClosingTcpListener.h"
 #include "SoakCommands.h"
 #include "SoakFaultPlan.h"
-#include "SoakListener.h"
+#include "RecordingListener.h"
 #include "SoakWave.h"
 #include "TestHttpsServer.h"
 #include "TestPki.h"
@@ -23,6 +22,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -31,7 +31,12 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <thread>
 #include <unistd.h>
+
+#include <arpa/inet.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <vector>
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -46,7 +51,7 @@ namespace {
 
 using namespace OrvKitDef;
 using namespace SoakCommands;
-using Message = SoakListener::Message;
+using Message = RecordingListener::Message;
 using Bytes = std::vector<uint8_t>;
 
 const int kDefaultCommands = 300;
@@ -91,6 +96,64 @@ bool lessMessage(const Message& a, const Message& b)
     return a.id != b.id ? a.id < b.id : a.payload < b.payload;
 }
 
+// A plain TCP listener that never speaks TLS: each connection is closed at
+// once, after a line of plain HTTP, or after reading what the client sent.
+class ClosingTcpListener
+{
+public:
+    ~ClosingTcpListener()
+    {
+        stopping = true;
+        if (thread.joinable())
+            thread.join();
+        if (fd >= 0)
+            close(fd);
+    }
+
+    bool start()
+    {
+        fd = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(fd, 64) != 0 ||
+            getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+            return false;
+        port = ntohs(address.sin_port);
+        thread = std::thread([this] { serve(); });
+        return true;
+    }
+    std::string origin() const { return "https://127.0.0.1:" + std::to_string(port); }
+    int connections() const { return accepted; }
+
+private:
+    void serve()
+    {
+        static const char kPlainAnswer[] = "HTTP/1.1 400 Bad Request\r\nConnection: close\r\n\r\n";
+        while (!stopping) {
+            pollfd waiting{fd, POLLIN, 0};
+            const int client = poll(&waiting, 1, 20) > 0 ? accept(fd, nullptr, nullptr) : -1;
+            if (client < 0)
+                continue;
+            const int turn = accepted++ % 3;
+            pollfd reading{client, POLLIN, 0};
+            char hello[512];
+            if (turn == 1)
+                (void)!write(client, kPlainAnswer, sizeof kPlainAnswer - 1);
+            else if (turn == 2 && poll(&reading, 1, 200) > 0)
+                (void)!read(client, hello, sizeof hello);
+            close(client);
+        }
+    }
+
+    int fd = -1;
+    int port = 0;
+    std::atomic<bool> stopping{false};
+    std::atomic<int> accepted{0};
+    std::thread thread;
+};
+
 // What the soak believes the service holds; the service is the one to
 // prove it right.
 struct Mirror
@@ -114,7 +177,7 @@ private:
     void closeKit();
     Bytes bytesFor(int command, SoakWave::Planned& planned);
     std::vector<int> pickWave();
-    bool runWave();
+    bool runWave(std::vector<int> commands);
     void tryRefusedSends();
     bool check(const SoakWave& wave, const std::vector<Message>& heard);
     void report(double seconds, long rssStart, long rssEnd);
@@ -125,7 +188,7 @@ private:
     TestPki pki;
     TestHttpsServer server;
     ClosingTcpListener closer;
-    SoakListener listener;
+    RecordingListener listener;
     std::unique_ptr<OrvKit> kit;
     int opens = 0;
     Mirror mirror;
@@ -150,7 +213,7 @@ void FaultSoak::openKit()
     kit->setListener(&listener);
     ASSERT_EQ(kit->open(), 1);
     ++opens;
-    ASSERT_TRUE(listener.waitForOpens(opens, 5000));
+    ASSERT_TRUE(listener.waitForOpen(opens));
     // Unknown codes are taken without an answer: the first one taken shows
     // that the service receives commands.
     uint8_t nothing = 0;
@@ -168,7 +231,7 @@ void FaultSoak::closeKit()
     if (!kit)
         return;
     kit->close();
-    EXPECT_TRUE(listener.waitForCloses(opens, 5000));
+    EXPECT_TRUE(listener.waitForClose(opens));
     kit.reset();
 }
 
@@ -264,11 +327,11 @@ void FaultSoak::tryRefusedSends()
     refusedSends += 2;
 }
 
-bool FaultSoak::runWave()
+bool FaultSoak::runWave(std::vector<int> commands)
 {
     std::vector<SoakWave::Planned> planned;
     std::vector<Bytes> payloads;
-    for (int c : pickWave()) {
+    for (int c : commands) {
         SoakWave::Planned entry{c, false, false, mirror.certificatesHeld};
         payloads.push_back(bytesFor(c, entry));
         // A login takes effect for itself and every command after it.
@@ -295,7 +358,7 @@ bool FaultSoak::runWave()
     std::vector<Message> heard;
     std::string error;
     for (;;) {
-        heard = listener.snapshot();
+        heard = listener.received();
         if (!wave.read(heard, error)) {
             ADD_FAILURE() << "wave " << waves << ": " << error;
             return false;
@@ -304,7 +367,7 @@ bool FaultSoak::runWave()
             break;
         const int left = static_cast<int>(
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now()).count());
-        if (left <= 0 || !listener.waitForMore(heard.size(), left)) {
+        if (left <= 0 || !listener.waitForMessages(heard.size() + 1, left)) {
             std::string sentNames;
             for (const SoakWave::Planned& p : planned) {
                 sentNames += std::string(" ") + command(p.command).name;
@@ -397,13 +460,15 @@ void FaultSoak::run()
         }
         if (rssStart == 0 && sent >= target / 10)
             rssStart = residentKb();
-        if (!runWave())
+        if (!runWave(pickWave()))
             break;
     }
-    // Nothing may trail behind the last wave.
-    usleep(200 * 1000);
-    const std::vector<Message> stray = listener.snapshot();
-    EXPECT_TRUE(stray.empty()) << stray.size() << " messages after the last wave, first " << describe(stray.front());
+    // Nothing may trail behind the last wave: a late message would spoil this
+    // last one, and none may be left after it.
+    if (!::testing::Test::HasFailure() && runWave({Spots})) {
+        const std::vector<Message> stray = listener.received();
+        EXPECT_TRUE(stray.empty()) << stray.size() << " messages after the last wave, first " << describe(stray.front());
+    }
     closeKit();
     const long rssEnd = residentKb();
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

@@ -3,11 +3,11 @@
 
 #include <OrvKitDef.h>
 
-#include <cstddef>
+#include <regex>
 #include <string>
 
-// The thirteen commands as the soak drives them: how the server sees each
-// request, and which result messages answer it.
+// The thirteen commands as the soak drives them: the request each one sends,
+// and which result messages answer it.
 namespace SoakCommands {
 
 enum Index {
@@ -15,80 +15,50 @@ enum Index {
     PlansSummary, Plans, DeletePlans, Genres, Certificate, Shadow, Count
 };
 
-enum class Mapper { Standard, Device };
-
 struct Command
 {
     const char* name;
     unsigned long code;
+    const char* method;
+    const char* path;           // a regular expression over the decoded path
     unsigned int successStatus; // 0: the completion sends no message at all
     unsigned long successId;
     unsigned long failureId;
-    Mapper mapper;
-    bool usesGetPool;
+    bool device;                // answered through the device endpoint's error mapping
 };
 
 inline const Command& command(int index)
 {
     using namespace OrvKitDef;
     static const Command kCommands[Count] = {
-        {"login", CMD_LOGIN, 200, MSG_LOGIN_RESULT, MSG_LOGIN_RESULT_ERROR, Mapper::Standard, false},
-        {"info summary", CMD_GET_INFO_SUMMARY, 200, MSG_INFO_SUMMARY_RESULT, MSG_RESULT_ERROR, Mapper::Standard, true},
-        {"spots", CMD_GET_SPOTS, 200, MSG_SPOTS_RESULT, MSG_RESULT_ERROR, Mapper::Standard, true},
-        {"spot detail", CMD_GET_SPOT_DETAIL, 0, 0, 0, Mapper::Standard, true},
-        {"folders", CMD_GET_FOLDERS, 200, MSG_FOLDERS_RESULT, MSG_RESULT_ERROR, Mapper::Standard, true},
-        {"destinations", CMD_GET_DESTINATIONS, 200, MSG_DESTINATIONS_RESULT, MSG_RESULT_ERROR, Mapper::Standard, true},
-        {"delete destination", CMD_DELETE_DESTINATION, 204, MSG_DELETE_DESTINATION_RESULT, MSG_RESULT_ERROR,
-         Mapper::Standard, false},
-        {"plans summary", CMD_GET_PLANS_SUMMARY, 0, 0, 0, Mapper::Standard, true},
-        {"plans", CMD_GET_PLANS, 200, MSG_PLANS_RESULT, MSG_RESULT_ERROR, Mapper::Standard, true},
-        {"delete plans", CMD_DELETE_PLANS, 204, MSG_DELETE_PLANS_RESULT, MSG_RESULT_ERROR, Mapper::Standard, false},
-        {"genres", CMD_GET_GENRES, 0, 0, 0, Mapper::Standard, true},
-        {"certificate", CMD_GET_CERTIFICATE, 200, MSG_CERTIFICATE_RESULT, MSG_CERTIFICATE_ERROR, Mapper::Device, false},
-        {"shadow", CMD_UPDATE_SHADOW, 200, MSG_SHADOW_RESULT, MSG_RESULT_ERROR, Mapper::Device, false},
+        {"login", CMD_LOGIN, "POST", "/api/navi/authorization/v1/local", 200, MSG_LOGIN_RESULT, MSG_LOGIN_RESULT_ERROR, false},
+        {"info summary", CMD_GET_INFO_SUMMARY, "GET", "/api/navi/info/v1/summary", 200, MSG_INFO_SUMMARY_RESULT, MSG_RESULT_ERROR, false},
+        {"spots", CMD_GET_SPOTS, "GET", "/api/navi/bookmarks/v1/spots", 200, MSG_SPOTS_RESULT, MSG_RESULT_ERROR, false},
+        {"spot detail", CMD_GET_SPOT_DETAIL, "GET", "/api/navi/bookmarks/v1/spots/SM3,AF,396J", 0, 0, 0, false},
+        {"folders", CMD_GET_FOLDERS, "GET", "/api/navi/bookmarks/v1/folders", 200, MSG_FOLDERS_RESULT, MSG_RESULT_ERROR, false},
+        {"destinations", CMD_GET_DESTINATIONS, "GET", "/api/navi/bookmarks/v1/destinations", 200, MSG_DESTINATIONS_RESULT,
+         MSG_RESULT_ERROR, false},
+        {"delete destination", CMD_DELETE_DESTINATION, "DELETE", "/api/navi/bookmarks/v1/destinations/.+", 204,
+         MSG_DELETE_DESTINATION_RESULT, MSG_RESULT_ERROR, false},
+        {"plans summary", CMD_GET_PLANS_SUMMARY, "GET", "/api/navi/driveplans/v1/plans/summary", 0, 0, 0, false},
+        {"plans", CMD_GET_PLANS, "GET", "/api/navi/driveplans/v1/plans", 200, MSG_PLANS_RESULT, MSG_RESULT_ERROR, false},
+        {"delete plans", CMD_DELETE_PLANS, "DELETE", "/api/navi/driveplans/v1/plans", 204, MSG_DELETE_PLANS_RESULT,
+         MSG_RESULT_ERROR, false},
+        {"genres", CMD_GET_GENRES, "GET", "/api/navi/info/v1/genres", 0, 0, 0, false},
+        {"certificate", CMD_GET_CERTIFICATE, "POST", "/(prod|dev)/cert", 200, MSG_CERTIFICATE_RESULT, MSG_CERTIFICATE_ERROR, true},
+        {"shadow", CMD_UPDATE_SHADOW, "POST", "/things/.+/shadow", 200, MSG_SHADOW_RESULT, MSG_RESULT_ERROR, true},
     };
     return kCommands[index];
 }
 
-// Which command a request served, from its method and decoded path; -1 for
-// a request that no command sends.
+// Which command a request served; -1 for a request that no command sends.
 inline int forRequest(const std::string& method, const std::string& path)
 {
-    const std::string bookmarks = "/api/navi/bookmarks/v1/";
-    const std::string plans = "/api/navi/driveplans/v1/plans";
-    const auto startsWith = [&path](const std::string& prefix) { return path.compare(0, prefix.size(), prefix) == 0; };
-    if (method == "POST") {
-        if (path == "/api/navi/authorization/v1/local")
-            return Login;
-        if (path == "/prod/cert" || path == "/dev/cert")
-            return Certificate;
-        if (startsWith("/things/") && path.size() > 15 && path.compare(path.size() - 7, 7, "/shadow") == 0)
-            return Shadow;
-        return -1;
+    for (int i = 0; i < Count; ++i) {
+        if (method == command(i).method && std::regex_match(path, std::regex(command(i).path))) {
+            return i;
+        }
     }
-    if (method == "DELETE") {
-        if (startsWith(bookmarks + "destinations/"))
-            return DeleteDestination;
-        return path == plans ? DeletePlans : -1;
-    }
-    if (method != "GET")
-        return -1;
-    if (path == "/api/navi/info/v1/summary")
-        return InfoSummary;
-    if (path == "/api/navi/info/v1/genres")
-        return Genres;
-    if (path == bookmarks + "spots")
-        return Spots;
-    if (path == bookmarks + "spots/SM3,AF,396J")
-        return SpotDetail;
-    if (path == bookmarks + "folders")
-        return Folders;
-    if (path == bookmarks + "destinations")
-        return Destinations;
-    if (path == plans)
-        return Plans;
-    if (path == plans + "/summary")
-        return PlansSummary;
     return -1;
 }
 

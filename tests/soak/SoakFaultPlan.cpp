@@ -65,10 +65,7 @@ SoakFaultPlan::SoakFaultPlan(unsigned int seed)
 {
 }
 
-const char* SoakFaultPlan::name(Fault fault)
-{
-    return kFaults[fault].name;
-}
+const char* SoakFaultPlan::name(Fault fault) { return kFaults[fault].name; }
 
 SoakFaultPlan::Fault SoakFaultPlan::pick(int command)
 {
@@ -188,22 +185,11 @@ bool SoakFaultPlan::lastAnswer(int command, Answer& out) const
     return true;
 }
 
-int SoakFaultPlan::unknownRequests() const
-{
-    std::lock_guard<std::mutex> lock(mutex);
-    return unknown;
-}
-
-std::vector<int> SoakFaultPlan::faultCounts() const
-{
-    std::lock_guard<std::mutex> lock(mutex);
-    return counts;
-}
 
 Message SoakFaultPlan::expected(int command, const Answer& answer)
 {
     const Command& info = SoakCommands::command(command);
-    const bool device = info.mapper == Mapper::Device;
+    const bool device = info.device;
     switch (answer.fault) {
     case Ok:
         return Message{info.successId, std::vector<uint8_t>(answer.body.begin(), answer.body.end())};
@@ -227,7 +213,7 @@ Message SoakFaultPlan::expected(int command, const Answer& answer)
 
 Message SoakFaultPlan::networkFailure(int command)
 {
-    if (SoakCommands::command(command).mapper == Mapper::Device)
+    if (SoakCommands::command(command).device)
         return failure(command, 0x00);
     return failure(command, command == Login ? 0xB0 : 0xB1);
 }

@@ -51,8 +51,8 @@ public:
     void clearLog();
     // What answered the latest request of this command since clearLog().
     bool lastAnswer(int command, Answer& out) const;
-    int unknownRequests() const;
-    std::vector<int> faultCounts() const;
+    int unknownRequests() const { std::lock_guard<std::mutex> lock(mutex); return unknown; }
+    std::vector<int> faultCounts() const { std::lock_guard<std::mutex> lock(mutex); return counts; }
     static const char* name(Fault fault);
 
     // The result message owed for a command that got this answer.

@@ -3,7 +3,9 @@
 
 #include <OrvKit.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -32,6 +34,12 @@ public:
     int closeCount() { std::lock_guard<std::mutex> lock(mutex); return closeEnds; }
     std::vector<Message> received() { std::lock_guard<std::mutex> lock(mutex); return messages; }
     void clear() { std::lock_guard<std::mutex> lock(mutex); messages.clear(); }
+    // Forgets the first count messages only: a late one stays for the next look.
+    void drop(size_t count)
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        messages.erase(messages.begin(), messages.begin() + static_cast<std::ptrdiff_t>(std::min(count, messages.size())));
+    }
 
     bool waitForOpen(int count = 1, int timeoutMs = 5000) { return waitUntil([&] { return openEnds >= count; }, timeoutMs); }
     bool waitForClose(int count = 1, int timeoutMs = 5000) { return waitUntil([&] { return closeEnds >= count; }, timeoutMs); }

@@ -1,24 +1,14 @@
 #include "TestHttpsServer.h"
 
+#include "OrvHttpsEndpoint.h"
+#include "OrvPki.h"
 #include "TestPki.h"
 
-#include <httplib.h>
-#include <openssl/bio.h>
-#include <openssl/pem.h>
-#include <openssl/ssl.h>
-#include <openssl/x509.h>
-
-#include <sys/socket.h>
-
 #include <algorithm>
-#include <atomic>
 #include <cctype>
 #include <chrono>
 #include <condition_variable>
-#include <csignal>
-#include <mutex>
 #include <regex>
-#include <thread>
 
 namespace {
 
@@ -27,55 +17,6 @@ bool equalsIgnoreCase(const std::string& a, const std::string& b)
     return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
                return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
            });
-}
-
-struct X509Free { void operator()(X509* p) const { X509_free(p); } };
-struct BioFree { void operator()(BIO* p) const { BIO_free(p); } };
-struct PkeyFree { void operator()(EVP_PKEY* p) const { EVP_PKEY_free(p); } };
-using X509Ptr = std::unique_ptr<X509, X509Free>;
-
-std::vector<X509Ptr> readCertificates(const std::string& pem)
-{
-    std::vector<X509Ptr> out;
-    std::unique_ptr<BIO, BioFree> bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
-    while (bio) {
-        X509* cert = PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr);
-        if (cert == nullptr) {
-            break;
-        }
-        out.emplace_back(cert);
-    }
-    return out;
-}
-
-std::string commonNameOf(X509* cert)
-{
-    X509_NAME* name = X509_get_subject_name(cert);
-    const int index = name != nullptr ? X509_NAME_get_index_by_NID(name, NID_commonName, -1) : -1;
-    if (index < 0) {
-        return std::string();
-    }
-    unsigned char* utf8 = nullptr;
-    const int length = ASN1_STRING_to_UTF8(&utf8, X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, index)));
-    if (length < 0) {
-        return std::string();
-    }
-    std::string text(reinterpret_cast<char*>(utf8), static_cast<size_t>(length));
-    OPENSSL_free(utf8);
-    return text;
-}
-
-std::string peerCommonName(const SSL* ssl)
-{
-    if (ssl == nullptr) {
-        return std::string();
-    }
-#if OPENSSL_VERSION_NUMBER >= 0x30000000L
-    X509Ptr cert(SSL_get1_peer_certificate(ssl));
-#else
-    X509Ptr cert(SSL_get_peer_certificate(ssl));
-#endif
-    return cert ? commonNameOf(cert.get()) : std::string();
 }
 
 } // namespace
@@ -94,90 +35,20 @@ public:
 
     explicit Impl(const Config& cfg) : config(cfg) {}
 
-    bool setupContext(SSL_CTX& ctx);
     void serve(const httplib::Request& req, httplib::Response& res);
     Handler findHandler(const std::string& method, const std::string& path) const;
-    void closeOpenConnections();
     // False when stop() ended the wait.
     bool waitUnlessStopping(int milliseconds);
-    static void cutConnection(const httplib::Request& req);
-
-    static int sslIndex();
-    static int ctxIndex();
-    static void onInfo(const SSL* ssl, int where, int ret);
-    static void onSslFree(void* parent, void* ptr, CRYPTO_EX_DATA* data, int index, long argl, void* argp);
 
     const Config config;
-    std::unique_ptr<httplib::SSLServer> server;
-    std::thread thread;
-    std::atomic<int> boundPort{0};
+    std::unique_ptr<OrvHttpsEndpoint> endpoint;
 
     mutable std::mutex stateMutex;
     mutable std::condition_variable stateChanged;
     bool stopping = false;
-    bool threadDone = false;
     std::vector<Route> routes;
     std::vector<Request> records;
-
-    // Live TLS connections, so that stop() can cut idle keep-alive ones.
-    // An entry leaves when its SSL object is freed, which happens before
-    // the socket is closed; holding the lock therefore keeps the fd valid.
-    std::mutex connectionMutex;
-    std::map<SSL*, int> connections;
 };
-
-int TestHttpsServer::Impl::sslIndex()
-{
-    static const int index = SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, &Impl::onSslFree);
-    return index;
-}
-
-int TestHttpsServer::Impl::ctxIndex()
-{
-    static const int index = SSL_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
-    return index;
-}
-
-void TestHttpsServer::Impl::onInfo(const SSL* ssl, int where, int ret)
-{
-    (void)ret;
-    if ((where & SSL_CB_HANDSHAKE_START) == 0) {
-        return;
-    }
-    Impl* self = static_cast<Impl*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(ssl), ctxIndex()));
-    if (self == nullptr) {
-        return;
-    }
-    SSL* mutableSsl = const_cast<SSL*>(ssl);
-    std::lock_guard<std::mutex> lock(self->connectionMutex);
-    self->connections[mutableSsl] = SSL_get_fd(ssl);
-    SSL_set_ex_data(mutableSsl, sslIndex(), self);
-}
-
-void TestHttpsServer::Impl::onSslFree(void* parent, void* ptr, CRYPTO_EX_DATA* data, int index, long argl,
-                                      void* argp)
-{
-    (void)data;
-    (void)index;
-    (void)argl;
-    (void)argp;
-    Impl* self = static_cast<Impl*>(ptr);
-    if (self == nullptr) {
-        return;
-    }
-    std::lock_guard<std::mutex> lock(self->connectionMutex);
-    self->connections.erase(static_cast<SSL*>(parent));
-}
-
-void TestHttpsServer::Impl::closeOpenConnections()
-{
-    std::lock_guard<std::mutex> lock(connectionMutex);
-    for (const auto& connection : connections) {
-        if (connection.second >= 0) {
-            ::shutdown(connection.second, SHUT_RDWR);
-        }
-    }
-}
 
 bool TestHttpsServer::Impl::waitUnlessStopping(int milliseconds)
 {
@@ -185,77 +56,14 @@ bool TestHttpsServer::Impl::waitUnlessStopping(int milliseconds)
     return !stateChanged.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return stopping; });
 }
 
-void TestHttpsServer::Impl::cutConnection(const httplib::Request& req)
-{
-    // Runs on the connection's own thread, so the descriptor is still open.
-    const int fd = req.ssl != nullptr ? SSL_get_fd(req.ssl) : -1;
-    if (fd >= 0) {
-        ::shutdown(fd, SHUT_RDWR);
-    }
-}
-
-bool TestHttpsServer::Impl::setupContext(SSL_CTX& ctx)
-{
-    std::vector<X509Ptr> chain = readCertificates(config.certificatePem);
-    if (chain.empty() || SSL_CTX_use_certificate(&ctx, chain.front().get()) != 1) {
-        return false;
-    }
-    for (size_t i = 1; i < chain.size(); ++i) {
-        if (SSL_CTX_add1_chain_cert(&ctx, chain[i].get()) != 1) {
-            return false;
-        }
-    }
-    std::unique_ptr<BIO, BioFree> bio(
-        BIO_new_mem_buf(config.privateKeyPem.data(), static_cast<int>(config.privateKeyPem.size())));
-    std::unique_ptr<EVP_PKEY, PkeyFree> key(
-        bio ? PEM_read_bio_PrivateKey(bio.get(), nullptr, nullptr, nullptr) : nullptr);
-    if (!key || SSL_CTX_use_PrivateKey(&ctx, key.get()) != 1 || SSL_CTX_check_private_key(&ctx) != 1) {
-        return false;
-    }
-    const int version = config.tls13Only ? TLS1_3_VERSION : TLS1_2_VERSION;
-    SSL_CTX_set_min_proto_version(&ctx, version);
-    SSL_CTX_set_max_proto_version(&ctx, version);
-
-    if (!config.clientCaPem.empty()) {
-        std::vector<X509Ptr> cas = readCertificates(config.clientCaPem);
-        if (cas.empty()) {
-            return false;
-        }
-        X509_STORE* store = SSL_CTX_get_cert_store(&ctx);
-        for (const X509Ptr& ca : cas) {
-            if (X509_STORE_add_cert(store, ca.get()) != 1 || SSL_CTX_add_client_CA(&ctx, ca.get()) != 1) {
-                return false;
-            }
-        }
-        SSL_CTX_set_verify(&ctx, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
-    }
-
-    sslIndex();
-    SSL_CTX_set_ex_data(&ctx, ctxIndex(), this);
-    SSL_CTX_set_info_callback(&ctx, &Impl::onInfo);
-    return true;
-}
-
 TestHttpsServer::Handler TestHttpsServer::Impl::findHandler(const std::string& method, const std::string& path) const
 {
     std::lock_guard<std::mutex> lock(stateMutex);
     for (auto it = routes.rbegin(); it != routes.rend(); ++it) {
-        if (it->method != "*" && it->method != method) {
-            continue;
-        }
-        bool matches = false;
-        switch (it->match) {
-        case Match::Exact:
-            matches = path == it->pattern;
-            break;
-        case Match::Prefix:
-            matches = path.compare(0, it->pattern.size(), it->pattern) == 0;
-            break;
-        case Match::Regex:
-            matches = std::regex_match(path, it->regex);
-            break;
-        }
-        if (matches) {
+        const bool matches = it->match == Match::Exact    ? path == it->pattern
+                             : it->match == Match::Prefix ? path.compare(0, it->pattern.size(), it->pattern) == 0
+                                                          : std::regex_match(path, it->regex);
+        if ((it->method == "*" || it->method == method) && matches) {
             return it->handler;
         }
     }
@@ -275,15 +83,13 @@ void TestHttpsServer::Impl::serve(const httplib::Request& req, httplib::Response
     record.params.insert(req.params.begin(), req.params.end());
     for (const auto& header : req.headers) {
         // The library adds the socket addresses as pseudo headers.
-        if (header.first == "REMOTE_ADDR" || header.first == "REMOTE_PORT" || header.first == "LOCAL_ADDR" ||
-            header.first == "LOCAL_PORT") {
-            continue;
+        if (header.first != "REMOTE_ADDR" && header.first != "REMOTE_PORT" && header.first != "LOCAL_ADDR" &&
+            header.first != "LOCAL_PORT") {
+            record.headers.insert(header);
         }
-        record.headers.insert(header);
     }
     record.body = req.body;
-    record.clientCommonName = peerCommonName(req.ssl);
-
+    record.clientCommonName = OrvPki::peerCommonName(req.ssl);
     {
         std::lock_guard<std::mutex> lock(stateMutex);
         records.push_back(record);
@@ -295,7 +101,7 @@ void TestHttpsServer::Impl::serve(const httplib::Request& req, httplib::Response
 
     if (reply.delayMs > 0 && !waitUnlessStopping(reply.delayMs)) {
         // Cut rather than answer early: the client must not see a success.
-        cutConnection(req);
+        OrvHttpsEndpoint::cut(req);
         return;
     }
 
@@ -425,26 +231,19 @@ TestHttpsServer::~TestHttpsServer()
 
 bool TestHttpsServer::start()
 {
-    if (impl->server) {
+    if (impl->endpoint) {
         return isRunning();
     }
-    // A client that went away must not kill the process on the next write.
-    struct sigaction current;
-    if (sigaction(SIGPIPE, nullptr, &current) == 0 && current.sa_handler == SIG_DFL) {
-        std::signal(SIGPIPE, SIG_IGN);
-    }
-
-    Impl* self = impl.get();
-    impl->server.reset(new httplib::SSLServer([self](SSL_CTX& ctx) { return self->setupContext(ctx); }));
-    httplib::SSLServer& server = *impl->server;
-    if (!server.is_valid()) {
-        return false;
-    }
+    OrvPki::ServerTls tls;
+    tls.certificatePem = impl->config.certificatePem;
+    tls.privateKeyPem = impl->config.privateKeyPem;
+    tls.clientCaPem = impl->config.clientCaPem;
+    tls.tls13Only = impl->config.tls13Only;
+    impl->endpoint.reset(new OrvHttpsEndpoint([tls](SSL_CTX& ctx) { return OrvPki::configureServer(ctx, tls); }));
+    httplib::Server& server = impl->endpoint->server();
     // Short idle time so that a connection left open does not hold up the end.
     server.set_keep_alive_timeout(1);
-    server.set_keep_alive_max_count(100);
-    // Headers and body go out in separate writes; Nagle would hold the body back.
-    server.set_tcp_nodelay(true);
+    Impl* self = impl.get();
     const httplib::Server::Handler handler = [self](const httplib::Request& req, httplib::Response& res) {
         self->serve(req, res);
     };
@@ -454,82 +253,37 @@ bool TestHttpsServer::start()
     server.Patch(".*", handler);
     server.Delete(".*", handler);
     server.Options(".*", handler);
-
-    const int port = server.bind_to_any_port("127.0.0.1");
-    if (port <= 0) {
-        return false;
-    }
-    impl->boundPort = port;
     {
         std::lock_guard<std::mutex> lock(impl->stateMutex);
         impl->stopping = false;
-        impl->threadDone = false;
     }
-    impl->thread = std::thread([self] {
-        self->server->listen_after_bind();
-        {
-            std::lock_guard<std::mutex> lock(self->stateMutex);
-            self->threadDone = true;
-        }
-        self->stateChanged.notify_all();
-    });
-    // stop() only works once the accept loop runs.
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!server.is_running() && std::chrono::steady_clock::now() < deadline) {
-        std::unique_lock<std::mutex> lock(impl->stateMutex);
-        if (impl->threadDone) {
-            break;
-        }
-        impl->stateChanged.wait_for(lock, std::chrono::milliseconds(1));
-    }
-    return server.is_running();
+    std::string error;
+    return impl->endpoint->start(0, error);
 }
 
 void TestHttpsServer::stop()
 {
-    if (!impl->server) {
+    if (!impl->endpoint) {
         return;
     }
-    if (impl->thread.joinable()) {
-        // Wait for the accept loop to start (start() timed out otherwise), then end it.
-        while (!impl->server->is_running()) {
-            std::unique_lock<std::mutex> lock(impl->stateMutex);
-            if (impl->threadDone) {
-                break;
-            }
-            impl->stateChanged.wait_for(lock, std::chrono::milliseconds(1));
-        }
-        impl->server->stop();
-    }
-    // No new connections from here on; answers waiting out a delay give up.
+    // Answers waiting out a delay give up; then every connection is cut.
     {
         std::lock_guard<std::mutex> lock(impl->stateMutex);
         impl->stopping = true;
     }
     impl->stateChanged.notify_all();
-    if (impl->thread.joinable()) {
-        // Connections may still start after a sweep; sweep until the server's thread is done.
-        for (;;) {
-            impl->closeOpenConnections();
-            std::unique_lock<std::mutex> lock(impl->stateMutex);
-            if (impl->stateChanged.wait_for(lock, std::chrono::milliseconds(20), [this] { return impl->threadDone; })) {
-                break;
-            }
-        }
-        impl->thread.join();
-    }
-    impl->server.reset();
-    impl->boundPort = 0;
+    impl->endpoint->stop();
+    impl->endpoint.reset();
 }
 
 bool TestHttpsServer::isRunning() const
 {
-    return impl->server && impl->server->is_running();
+    return impl->endpoint && impl->endpoint->server().is_running();
 }
 
 int TestHttpsServer::port() const
 {
-    return impl->boundPort;
+    return impl->endpoint ? impl->endpoint->port() : 0;
 }
 
 std::string TestHttpsServer::origin() const

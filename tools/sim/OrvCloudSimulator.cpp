@@ -2,8 +2,7 @@
 
 #include "OrvSimAccounts.h"
 #include "OrvSimDataSet.h"
-#include "OrvSimEndpoint.h"
-#include "OrvSimPki.h"
+#include "OrvHttpsEndpoint.h"
 #include "OrvSimSeed.h"
 #include "OrvSimShadowStore.h"
 
@@ -14,7 +13,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -226,15 +224,11 @@ bool OrvCloudSimulator::start(const Options& options, std::string* error)
         shadows[env].reset(new OrvSimShadowStore);
     }
 
-    pki.reset(new OrvSimPki);
-    if (!pki->generate(message)) {
-        return failWith(message);
-    }
-
-    // A dropped connection makes the server write to a closed socket.
-    struct sigaction current {};
-    if (sigaction(SIGPIPE, nullptr, &current) == 0 && current.sa_handler == SIG_DFL) {
-        std::signal(SIGPIPE, SIG_IGN);
+    // Elliptic keys for the simulator's own identities keep start-up fast.
+    authority = OrvPki::issue("OrvKit Simulator CA", OrvPki::Use::Authority, nullptr, 3650, false);
+    host = OrvPki::issue("127.0.0.1", OrvPki::Use::Server, &authority, 825, false);
+    if (host.certificatePem.empty()) {
+        return failWith("cannot create the simulator CA");
     }
 
     {
@@ -244,17 +238,21 @@ bool OrvCloudSimulator::start(const Options& options, std::string* error)
     onRequest = options.onRequest;
     const int apiPorts[2] = {options.apiPort, options.apiTestPort};
     const int shadowPorts[2] = {options.shadowPort, options.shadowTestPort};
-    OrvSimPki* authority = pki.get();
+    OrvPki::ServerTls tls;
+    tls.certificatePem = host.certificatePem + authority.certificatePem;
+    tls.privateKeyPem = host.privateKeyPem;
+    OrvPki::ServerTls deviceTls = tls;
+    deviceTls.clientCaPem = authority.certificatePem;
+    deviceTls.requireClientCertificate = false;
     for (int env = 0; env < 2; ++env) {
         const Environment environment = static_cast<Environment>(env);
-        apiEndpoints[env].reset(
-            new OrvSimEndpoint([authority](SSL_CTX& ctx) { return authority->configureServer(ctx, false); }));
+        apiEndpoints[env].reset(new OrvHttpsEndpoint([tls](SSL_CTX& ctx) { return OrvPki::configureServer(ctx, tls); }));
         installApi(apiEndpoints[env]->server(), environment);
         if (!apiEndpoints[env]->start(apiPorts[env], message)) {
             return failWith(message);
         }
         shadowEndpoints[env].reset(
-            new OrvSimEndpoint([authority](SSL_CTX& ctx) { return authority->configureServer(ctx, true); }));
+            new OrvHttpsEndpoint([deviceTls](SSL_CTX& ctx) { return OrvPki::configureServer(ctx, deviceTls); }));
         shadowEndpoints[env]->server().set_payload_max_length(128 * 1024);
         installShadow(shadowEndpoints[env]->server(), environment);
         if (!shadowEndpoints[env]->start(shadowPorts[env], message)) {
@@ -293,7 +291,7 @@ OrvCloudSimulator::Origins OrvCloudSimulator::origins() const
     return result;
 }
 
-std::string OrvCloudSimulator::caCertificatePem() const { return pki ? pki->caCertificatePem() : std::string(); }
+std::string OrvCloudSimulator::caCertificatePem() const { return authority.certificatePem; }
 
 bool OrvCloudSimulator::addFault(const std::string& rule, std::string* error)
 {
@@ -615,14 +613,14 @@ void OrvCloudSimulator::issueCertificate(Environment environment, const Request&
         fail(response, 400, "E4001002", "the thing name is longer than 64 bytes");
         return;
     }
-    OrvSimPki::DeviceIdentity identity;
-    std::string error;
-    if (!pki->issueDevice(thingName, identity, error)) {
-        fail(response, 500, "E5001001", error);
+    // Devices get RSA keys: that is what the head unit loads.
+    const OrvPki::Identity identity = OrvPki::issue(thingName, OrvPki::Use::Client, &authority, 365);
+    if (identity.certificatePem.empty()) {
+        fail(response, 500, "E5001001", "cannot issue the device certificate");
         return;
     }
     QJsonObject certificate;
-    certificate.insert("caCertificatePem", QString::fromStdString(pki->caCertificatePem()));
+    certificate.insert("caCertificatePem", QString::fromStdString(authority.certificatePem));
     certificate.insert("certificatePem", QString::fromStdString(identity.certificatePem));
     certificate.insert("privateKey", QString::fromStdString(identity.privateKeyPem));
     answer(response, 200, certificate);
@@ -632,13 +630,12 @@ void OrvCloudSimulator::issueCertificate(Environment environment, const Request&
 bool OrvCloudSimulator::thingMayAct(const Request& request, const std::string& thing, const char* verb,
                                     Response& response)
 {
-    std::string presented;
-    const int peer = OrvSimPki::checkPeer(request.ssl, thing, &presented);
-    if (peer == 0) {
+    const std::string presented = OrvPki::peerCommonName(request.ssl, true);
+    if (presented.empty()) {
         failDevice(response, 401, "a client certificate from the device CA is required");
         return false;
     }
-    if (peer < 0) {
+    if (presented != thing) {
         failDevice(response, 403, "the certificate of \"" + presented + "\" may not " + verb + " \"" + thing + "\"");
         return false;
     }

@@ -1,6 +1,7 @@
 #ifndef ORV_CLOUD_SIMULATOR_H
 #define ORV_CLOUD_SIMULATOR_H
 
+#include "OrvPki.h"
 #include "OrvSimFault.h"
 
 #include <condition_variable>
@@ -21,8 +22,7 @@ class Server;
 
 class OrvSimAccounts;
 class OrvSimDataSet;
-class OrvSimEndpoint;
-class OrvSimPki;
+class OrvHttpsEndpoint;
 class OrvSimShadowStore;
 
 // The cloud service on loopback, in-process: a production and a test
@@ -140,12 +140,13 @@ private:
     void updateShadow(Environment environment, const httplib::Request& request, httplib::Response& response);
     void readShadow(Environment environment, const httplib::Request& request, httplib::Response& response);
 
-    std::unique_ptr<OrvSimPki> pki;
+    OrvPki::Identity authority; // the device CA, made at start-up
+    OrvPki::Identity host;
     std::unique_ptr<OrvSimAccounts> accounts;
     std::unique_ptr<OrvSimDataSet> data[2];
     std::unique_ptr<OrvSimShadowStore> shadows[2];
-    std::unique_ptr<OrvSimEndpoint> apiEndpoints[2];
-    std::unique_ptr<OrvSimEndpoint> shadowEndpoints[2];
+    std::unique_ptr<OrvHttpsEndpoint> apiEndpoints[2];
+    std::unique_ptr<OrvHttpsEndpoint> shadowEndpoints[2];
     std::function<void(const RequestRecord&)> onRequest;
     bool running;
 
