@@ -24,10 +24,10 @@ AuthResponse::~AuthResponse() = default;
 
 bool AuthResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
+    const QJsonObject top = OrvJsonReader::parseObject(body);
+    if (top.isEmpty())
         return false;
-    const OrvJsonReader reader(text.top(), text.end());
+    const OrvJsonReader reader(top);
     authFields(reader, *this);
     return true;
 } catch (...) {

@@ -71,10 +71,10 @@ BookmarksDestsResponse::~BookmarksDestsResponse() = default;
 bool BookmarksDestsResponse::fromJson(const std::vector<uint8_t>& body)
 try {
     // No destinations at all is a failed parse, not an empty list.
-    OrvJsonText text;
-    if (!OrvJsonReader::parseArray(body, text))
+    const QJsonArray top = OrvJsonReader::parseArray(body);
+    if (top.isEmpty())
         return false;
-    OrvJsonReader::fill(text.top(), text.end(), dests, destFields);
+    OrvJsonReader::fill(top, dests, destFields);
     return true;
 } catch (...) {
     return false;

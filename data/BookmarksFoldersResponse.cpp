@@ -42,10 +42,10 @@ BookmarksFoldersResponse::~BookmarksFoldersResponse() = default;
 
 bool BookmarksFoldersResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
+    const QJsonObject top = OrvJsonReader::parseObject(body);
+    if (top.isEmpty())
         return false;
-    const OrvJsonReader reader(text.top(), text.end());
+    const OrvJsonReader reader(top);
     foldersFields(reader, *this);
     return true;
 } catch (...) {

@@ -55,10 +55,10 @@ BookmarksSpotDetailResponse::~BookmarksSpotDetailResponse() = default;
 
 bool BookmarksSpotDetailResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
+    const QJsonObject top = OrvJsonReader::parseObject(body);
+    if (top.isEmpty())
         return false;
-    const OrvJsonReader reader(text.top(), text.end());
+    const OrvJsonReader reader(top);
     spotDetailFields(reader, *this);
     return true;
 } catch (...) {

@@ -64,10 +64,10 @@ BookmarksSpotsResponse::~BookmarksSpotsResponse() = default;
 
 bool BookmarksSpotsResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
+    const QJsonObject top = OrvJsonReader::parseObject(body);
+    if (top.isEmpty())
         return false;
-    const OrvJsonReader reader(text.top(), text.end());
+    const OrvJsonReader reader(top);
     spotsFields(reader, *this);
     return true;
 } catch (...) {

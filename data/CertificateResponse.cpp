@@ -21,10 +21,10 @@ CertificateResponse::~CertificateResponse() = default;
 
 bool CertificateResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
+    const QJsonObject top = OrvJsonReader::parseObject(body);
+    if (top.isEmpty())
         return false;
-    const OrvJsonReader reader(text.top(), text.end());
+    const OrvJsonReader reader(top);
     certificateFields(reader, *this);
     return true;
 } catch (...) {

@@ -20,13 +20,12 @@ ErrorResponse::~ErrorResponse() = default;
 
 bool ErrorResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
+    const QJsonObject top = OrvJsonReader::parseObject(body);
+    if (top.isEmpty())
         return false;
     // A missing "error", or one that is not an object, is still a success
     // with empty members: only the top level is tested for emptiness.
-    const OrvJsonReader top(text.top(), text.end());
-    const OrvJsonReader error = top.object("error");
+    const OrvJsonReader error(top.value(QLatin1String("error")).toObject());
     errorFields(error, *this);
     return true;
 } catch (...) {

@@ -56,10 +56,10 @@ GenresResponse::~GenresResponse() = default;
 
 bool GenresResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
+    const QJsonObject top = OrvJsonReader::parseObject(body);
+    if (top.isEmpty())
         return false;
-    const OrvJsonReader reader(text.top(), text.end());
+    const OrvJsonReader reader(top);
     genresFields(reader, *this);
     return true;
 } catch (...) {

@@ -95,10 +95,10 @@ PlansResponse::~PlansResponse() = default;
 bool PlansResponse::fromJson(const std::vector<uint8_t>& body)
 try {
     // No plans at all is a failed parse, not an empty list.
-    OrvJsonText text;
-    if (!OrvJsonReader::parseArray(body, text))
+    const QJsonArray top = OrvJsonReader::parseArray(body);
+    if (top.isEmpty())
         return false;
-    OrvJsonReader::fill(text.top(), text.end(), plans, planFields);
+    OrvJsonReader::fill(top, plans, planFields);
     return true;
 } catch (...) {
     return false;

@@ -20,10 +20,10 @@ PlansSummaryResponse::~PlansSummaryResponse() = default;
 
 bool PlansSummaryResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
+    const QJsonObject top = OrvJsonReader::parseObject(body);
+    if (top.isEmpty())
         return false;
-    const OrvJsonReader reader(text.top(), text.end());
+    const OrvJsonReader reader(top);
     reader.number("all", all);
     // One entry per plan, even when a plan has no start time.
     reader.list("plans", startDateTimes,

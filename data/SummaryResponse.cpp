@@ -24,18 +24,15 @@ const auto summaryFields = [](auto& io, auto& record) {
 
 // A pair changes only when both of its keys are present, so a half-sent
 // collection keeps the values the record already had.
-void readCollection(const OrvJsonReader& top, const char* name, uint32_t& count, std::string& updatedAt)
+void readCollection(const QJsonObject& top, const char* name, uint32_t& count, std::string& updatedAt)
 {
-    const OrvJsonReader collection = top.object(name);
-    if (collection.isEmpty())
+    const QJsonObject collection = top.value(QLatin1String(name)).toObject();
+    const QJsonObject::const_iterator countAt = collection.constFind(QLatin1String("count"));
+    const QJsonObject::const_iterator updatedAtAt = collection.constFind(QLatin1String("updatedAt"));
+    if (countAt == collection.constEnd() || updatedAtAt == collection.constEnd())
         return;
-    const char* countAt = collection.find("count");
-    const char* updatedAtAt = collection.find("updatedAt");
-    if (countAt == nullptr || updatedAtAt == nullptr)
-        return;
-    const char* after = nullptr;
-    count = OrvJsonReader::numberAt(countAt, collection.end(), after);
-    updatedAt = OrvJsonReader::textAt(updatedAtAt, collection.end(), after);
+    count = static_cast<uint32_t>(countAt.value().toInt());
+    updatedAt = updatedAtAt.value().toString().toStdString();
 }
 
 } // namespace
@@ -44,20 +41,17 @@ SummaryResponse::~SummaryResponse() = default;
 
 bool SummaryResponse::fromJson(const std::vector<uint8_t>& body)
 try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
+    const QJsonObject top = OrvJsonReader::parseObject(body);
+    if (top.isEmpty())
         return false;
-    const OrvJsonReader top(text.top(), text.end());
     readCollection(top, "spot", spotCount, spotUpdatedAt);
     readCollection(top, "folder", folderCount, folderUpdatedAt);
     readCollection(top, "destination", destinationCount, destinationUpdatedAt);
     readCollection(top, "plan", planCount, planUpdatedAt);
-    const OrvJsonReader agreement = top.object("agreement");
-    if (!agreement.isEmpty()) {
-        const char* after = nullptr;
-        if (const char* updatedAt = agreement.find("updatedAt"))
-            agreementUpdatedAt = OrvJsonReader::textAt(updatedAt, agreement.end(), after);
-    }
+    const QJsonObject agreement = top.value(QLatin1String("agreement")).toObject();
+    const QJsonObject::const_iterator updatedAt = agreement.constFind(QLatin1String("updatedAt"));
+    if (updatedAt != agreement.constEnd())
+        agreementUpdatedAt = updatedAt.value().toString().toStdString();
     return true;
 } catch (...) {
     return false;
