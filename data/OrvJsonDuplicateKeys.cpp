@@ -31,9 +31,9 @@ struct Level
 };
 
 // The first quote or backslash from at on, or length.
-size_t stringStop(const char* text, size_t at, size_t length)
+inline size_t stringStop(const char* text, size_t at, size_t length)
 {
-    // Eight bytes at a time while none of them is a quote or a backslash.
+    // Eight bytes at a time: a byte is a hit when it is zero after the xor.
     const uint64_t ones = 0x0101010101010101ull;
     const uint64_t highs = 0x8080808080808080ull;
     while (at + 8 <= length) {
@@ -41,14 +41,32 @@ size_t stringStop(const char* text, size_t at, size_t length)
         std::memcpy(&word, text + at, sizeof word);
         const uint64_t quotes = word ^ (ones * '"');
         const uint64_t slashes = word ^ (ones * '\\');
-        if ((((quotes - ones) & ~quotes) | ((slashes - ones) & ~slashes)) & highs)
+        const uint64_t hits = (((quotes - ones) & ~quotes) | ((slashes - ones) & ~slashes)) & highs;
+        if (hits != 0) {
+#if defined(__GNUC__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+            return at + static_cast<size_t>(__builtin_ctzll(hits)) / 8;
+#else
             break;
+#endif
+        }
         at += 8;
     }
     while (at < length && text[at] != '"' && text[at] != '\\')
         ++at;
     return at;
 }
+
+// What the scan stops at outside strings.
+struct Structure
+{
+    bool stop[256] = {};
+    constexpr Structure()
+    {
+        for (const unsigned char c : {'"', '{', '[', '}', ']', ',', ':'})
+            stop[c] = true;
+    }
+};
+constexpr Structure kStructure;
 
 // A key's bytes folded into 64 bits: its first and last eight and its length.
 uint64_t fingerprint(const char* start, size_t length)
@@ -156,7 +174,8 @@ OrvJsonDuplicateKeys::Outcome OrvJsonDuplicateKeys::renameEarlier(const char* te
                 levels.back().expectKey = c == ',';
             ++at;
         } else {
-            ++at;
+            while (++at < length && !kStructure.stop[static_cast<unsigned char>(text[at])]) {
+            }
         }
     }
     if (suspects.empty())

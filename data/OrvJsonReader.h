@@ -24,6 +24,40 @@ public:
     static QJsonObject parseObject(const std::vector<uint8_t>& body);
     static QJsonArray parseArray(const std::vector<uint8_t>& body);
 
+    // fromJson of a record whose body is an object, read through fields.
+    // False, and nothing changed, when the body is not JSON or its top level
+    // is not a non-empty object.
+    template <class Record, class Fields>
+    static bool readObject(const std::vector<uint8_t>& body, Record& record, Fields fields)
+    {
+        try {
+            const QJsonObject top = parseObject(body);
+            if (top.isEmpty())
+                return false;
+            const OrvJsonReader reader(top);
+            fields(reader, record);
+            return true;
+        } catch (...) {
+            return false;
+        }
+    }
+
+    // fromJson of a record whose body is a bare array of elements. An empty
+    // array is a failed parse, not an empty list.
+    template <class Element, class Fields>
+    static bool readArray(const std::vector<uint8_t>& body, std::vector<Element>& items, Fields fields)
+    {
+        try {
+            const QJsonArray top = parseArray(body);
+            if (top.isEmpty())
+                return false;
+            fill(top, items, fields);
+            return true;
+        } catch (...) {
+            return false;
+        }
+    }
+
     // For time stamps that may not fit an int: clamped into 0..0xFFFFFFFF.
     static uint32_t toTimestamp(double value);
 

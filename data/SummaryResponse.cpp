@@ -1,8 +1,7 @@
 #include <OrvKitDat.h>
 
-#include "data/OrvArchiveReader.h"
-#include "data/OrvArchiveWriter.h"
 #include "data/OrvJsonReader.h"
+#include "data/OrvRecordArchive.h"
 #include "data/OrvRecordCopier.h"
 
 namespace OrvKitDat {
@@ -24,11 +23,11 @@ const auto summaryFields = [](auto& io, auto& record) {
 
 // A pair changes only when both of its keys are present, so a half-sent
 // collection keeps the values the record already had.
-void readCollection(const QJsonObject& top, const char* name, uint32_t& count, std::string& updatedAt)
+void readCollection(const OrvJsonReader& top, const char* name, uint32_t& count, std::string& updatedAt)
 {
-    const QJsonObject collection = top.value(QLatin1String(name)).toObject();
-    const QJsonObject::const_iterator countAt = collection.constFind(QLatin1String("count"));
-    const QJsonObject::const_iterator updatedAtAt = collection.constFind(QLatin1String("updatedAt"));
+    const QJsonObject collection = top.value(name).toObject();
+    const auto countAt = collection.constFind(QLatin1String("count"));
+    const auto updatedAtAt = collection.constFind(QLatin1String("updatedAt"));
     if (countAt == collection.constEnd() || updatedAtAt == collection.constEnd())
         return;
     count = static_cast<uint32_t>(countAt.value().toInt());
@@ -40,32 +39,20 @@ void readCollection(const QJsonObject& top, const char* name, uint32_t& count, s
 SummaryResponse::~SummaryResponse() = default;
 
 bool SummaryResponse::fromJson(const std::vector<uint8_t>& body)
-try {
-    const QJsonObject top = OrvJsonReader::parseObject(body);
-    if (top.isEmpty())
-        return false;
-    readCollection(top, "spot", spotCount, spotUpdatedAt);
-    readCollection(top, "folder", folderCount, folderUpdatedAt);
-    readCollection(top, "destination", destinationCount, destinationUpdatedAt);
-    readCollection(top, "plan", planCount, planUpdatedAt);
-    const QJsonObject agreement = top.value(QLatin1String("agreement")).toObject();
-    const QJsonObject::const_iterator updatedAt = agreement.constFind(QLatin1String("updatedAt"));
-    if (updatedAt != agreement.constEnd())
-        agreementUpdatedAt = updatedAt.value().toString().toStdString();
-    return true;
-} catch (...) {
-    return false;
+{
+    return OrvJsonReader::readObject(body, *this, [](const OrvJsonReader& top, SummaryResponse& record) {
+        readCollection(top, "spot", record.spotCount, record.spotUpdatedAt);
+        readCollection(top, "folder", record.folderCount, record.folderUpdatedAt);
+        readCollection(top, "destination", record.destinationCount, record.destinationUpdatedAt);
+        readCollection(top, "plan", record.planCount, record.planUpdatedAt);
+        const QJsonObject agreement = top.value("agreement").toObject();
+        const auto updatedAt = agreement.constFind(QLatin1String("updatedAt"));
+        if (updatedAt != agreement.constEnd())
+            record.agreementUpdatedAt = updatedAt.value().toString().toStdString();
+    });
 }
 
-bool SummaryResponse::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, summaryFields);
-}
-
-bool SummaryResponse::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, summaryFields);
-}
+ORV_RECORD_ARCHIVE(SummaryResponse, summaryFields)
 
 bool SummaryResponse::copyFrom(const ResponseBase* source)
 {
