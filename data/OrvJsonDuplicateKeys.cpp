@@ -130,10 +130,10 @@ OrvJsonDuplicateKeys::Outcome OrvJsonDuplicateKeys::renameEarlier(const char* te
     // is completed. Only a completed object can lose values.
     std::vector<Level> levels;
     std::vector<Key> keys;
+    std::vector<uint64_t> prints;
     // Keys of the completed objects that may repeat one, object by object.
     std::vector<Key> suspects;
     std::vector<size_t> objectEnds;
-    std::vector<uint64_t> prints;
     size_t at = 0;
     while (at < length) {
         const char c = text[at];

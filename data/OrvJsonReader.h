@@ -81,7 +81,6 @@ public:
     static void fill(const QJsonArray& array, std::vector<Element>& items, Fields fields)
     {
         items.clear();
-        items.reserve(static_cast<size_t>(array.size()));
         for (const QJsonValue& entry : array) {
             items.emplace_back();
             const OrvJsonReader reader(entry.toObject());
