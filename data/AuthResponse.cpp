@@ -1,8 +1,7 @@
 #include <OrvKitDat.h>
 
-#include "data/OrvArchiveReader.h"
-#include "data/OrvArchiveWriter.h"
 #include "data/OrvJsonReader.h"
+#include "data/OrvRecordArchive.h"
 #include "data/OrvRecordCopier.h"
 
 namespace OrvKitDat {
@@ -23,26 +22,11 @@ const auto authFields = [](auto& io, auto& record) {
 AuthResponse::~AuthResponse() = default;
 
 bool AuthResponse::fromJson(const std::vector<uint8_t>& body)
-try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
-        return false;
-    const OrvJsonReader reader(text.top(), text.end());
-    authFields(reader, *this);
-    return true;
-} catch (...) {
-    return false;
+{
+    return OrvJsonReader::readObject(body, *this, authFields);
 }
 
-bool AuthResponse::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, authFields);
-}
-
-bool AuthResponse::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, authFields);
-}
+ORV_RECORD_ARCHIVE(AuthResponse, authFields)
 
 bool AuthResponse::copyFrom(const ResponseBase* source)
 {

@@ -1,8 +1,7 @@
 #include <OrvKitDat.h>
 
-#include "data/OrvArchiveReader.h"
-#include "data/OrvArchiveWriter.h"
 #include "data/OrvJsonReader.h"
+#include "data/OrvRecordArchive.h"
 #include "data/OrvRecordCopier.h"
 #include "data/OrvRoutePointFields.h"
 
@@ -46,49 +45,17 @@ const auto destsFields = [](auto& io, auto& record) {
 
 } // namespace
 
-bool BookmarksDestsResponse::DestData::RoutePointData::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, OrvRoutePointFields());
-}
-
-bool BookmarksDestsResponse::DestData::RoutePointData::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, OrvRoutePointFields());
-}
-
-bool BookmarksDestsResponse::DestData::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, destFields);
-}
-
-bool BookmarksDestsResponse::DestData::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, destFields);
-}
+ORV_RECORD_ARCHIVE(BookmarksDestsResponse::DestData::RoutePointData, OrvRoutePointFields())
+ORV_RECORD_ARCHIVE(BookmarksDestsResponse::DestData, destFields)
 
 BookmarksDestsResponse::~BookmarksDestsResponse() = default;
 
 bool BookmarksDestsResponse::fromJson(const std::vector<uint8_t>& body)
-try {
-    // No destinations at all is a failed parse, not an empty list.
-    OrvJsonText text;
-    if (!OrvJsonReader::parseArray(body, text))
-        return false;
-    OrvJsonReader::fill(text.top(), text.end(), dests, destFields);
-    return true;
-} catch (...) {
-    return false;
+{
+    return OrvJsonReader::readArray(body, dests, destFields);
 }
 
-bool BookmarksDestsResponse::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, destsFields);
-}
-
-bool BookmarksDestsResponse::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, destsFields);
-}
+ORV_RECORD_ARCHIVE(BookmarksDestsResponse, destsFields)
 
 bool BookmarksDestsResponse::copyFrom(const ResponseBase* source)
 {

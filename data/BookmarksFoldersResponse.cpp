@@ -1,8 +1,7 @@
 #include <OrvKitDat.h>
 
-#include "data/OrvArchiveReader.h"
-#include "data/OrvArchiveWriter.h"
 #include "data/OrvJsonReader.h"
+#include "data/OrvRecordArchive.h"
 #include "data/OrvRecordCopier.h"
 
 namespace OrvKitDat {
@@ -28,39 +27,16 @@ const auto foldersFields = [](auto& io, auto& record) {
 
 } // namespace
 
-bool BookmarksFoldersResponse::FolderData::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, folderFields);
-}
-
-bool BookmarksFoldersResponse::FolderData::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, folderFields);
-}
+ORV_RECORD_ARCHIVE(BookmarksFoldersResponse::FolderData, folderFields)
 
 BookmarksFoldersResponse::~BookmarksFoldersResponse() = default;
 
 bool BookmarksFoldersResponse::fromJson(const std::vector<uint8_t>& body)
-try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
-        return false;
-    const OrvJsonReader reader(text.top(), text.end());
-    foldersFields(reader, *this);
-    return true;
-} catch (...) {
-    return false;
+{
+    return OrvJsonReader::readObject(body, *this, foldersFields);
 }
 
-bool BookmarksFoldersResponse::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, foldersFields);
-}
-
-bool BookmarksFoldersResponse::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, foldersFields);
-}
+ORV_RECORD_ARCHIVE(BookmarksFoldersResponse, foldersFields)
 
 bool BookmarksFoldersResponse::copyFrom(const ResponseBase* source)
 {

@@ -1,8 +1,7 @@
 #include <OrvKitDat.h>
 
-#include "data/OrvArchiveReader.h"
-#include "data/OrvArchiveWriter.h"
 #include "data/OrvJsonReader.h"
+#include "data/OrvRecordArchive.h"
 #include "data/OrvRecordCopier.h"
 #include "data/OrvRoutePointFields.h"
 
@@ -41,39 +40,16 @@ const auto spotDetailFields = [](auto& io, auto& spot) {
 
 } // namespace
 
-bool BookmarksSpotDetailResponse::RoutePointData::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, OrvRoutePointFields());
-}
-
-bool BookmarksSpotDetailResponse::RoutePointData::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, OrvRoutePointFields());
-}
+ORV_RECORD_ARCHIVE(BookmarksSpotDetailResponse::RoutePointData, OrvRoutePointFields())
 
 BookmarksSpotDetailResponse::~BookmarksSpotDetailResponse() = default;
 
 bool BookmarksSpotDetailResponse::fromJson(const std::vector<uint8_t>& body)
-try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
-        return false;
-    const OrvJsonReader reader(text.top(), text.end());
-    spotDetailFields(reader, *this);
-    return true;
-} catch (...) {
-    return false;
+{
+    return OrvJsonReader::readObject(body, *this, spotDetailFields);
 }
 
-bool BookmarksSpotDetailResponse::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, spotDetailFields);
-}
-
-bool BookmarksSpotDetailResponse::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, spotDetailFields);
-}
+ORV_RECORD_ARCHIVE(BookmarksSpotDetailResponse, spotDetailFields)
 
 bool BookmarksSpotDetailResponse::copyFrom(const ResponseBase* source)
 {

@@ -1,8 +1,7 @@
 #include <OrvKitDat.h>
 
-#include "data/OrvArchiveReader.h"
-#include "data/OrvArchiveWriter.h"
 #include "data/OrvJsonReader.h"
+#include "data/OrvRecordArchive.h"
 #include "data/OrvRecordCopier.h"
 
 namespace OrvKitDat {
@@ -50,39 +49,16 @@ const auto spotsFields = [](auto& io, auto& record) {
 
 } // namespace
 
-bool BookmarksSpotsResponse::SpotsData::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, spotFields);
-}
-
-bool BookmarksSpotsResponse::SpotsData::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, spotFields);
-}
+ORV_RECORD_ARCHIVE(BookmarksSpotsResponse::SpotsData, spotFields)
 
 BookmarksSpotsResponse::~BookmarksSpotsResponse() = default;
 
 bool BookmarksSpotsResponse::fromJson(const std::vector<uint8_t>& body)
-try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
-        return false;
-    const OrvJsonReader reader(text.top(), text.end());
-    spotsFields(reader, *this);
-    return true;
-} catch (...) {
-    return false;
+{
+    return OrvJsonReader::readObject(body, *this, spotsFields);
 }
 
-bool BookmarksSpotsResponse::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, spotsFields);
-}
-
-bool BookmarksSpotsResponse::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, spotsFields);
-}
+ORV_RECORD_ARCHIVE(BookmarksSpotsResponse, spotsFields)
 
 bool BookmarksSpotsResponse::copyFrom(const ResponseBase* source)
 {

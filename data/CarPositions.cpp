@@ -1,7 +1,6 @@
 #include <OrvKitDat.h>
 
-#include "data/OrvArchiveReader.h"
-#include "data/OrvArchiveWriter.h"
+#include "data/OrvRecordArchive.h"
 #include "data/OrvTextFormatter.h"
 
 namespace OrvKitDat {
@@ -26,15 +25,7 @@ const auto carPositionsFields = [](auto& io, auto& record) {
 
 } // namespace
 
-bool CarPositions::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, carPositionsFields);
-}
-
-bool CarPositions::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, carPositionsFields);
-}
+ORV_RECORD_ARCHIVE(CarPositions, carPositionsFields)
 
 bool CarPositions::makeJson(std::vector<uint8_t>& out) const
 try {

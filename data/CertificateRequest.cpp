@@ -1,7 +1,6 @@
 #include <OrvKitDat.h>
 
-#include "data/OrvArchiveReader.h"
-#include "data/OrvArchiveWriter.h"
+#include "data/OrvRecordArchive.h"
 #include "data/OrvTextFormatter.h"
 
 namespace OrvKitDat {
@@ -15,15 +14,7 @@ const auto certificateRequestFields = [](auto& io, auto& record) {
 
 } // namespace
 
-bool CertificateRequest::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, certificateRequestFields);
-}
-
-bool CertificateRequest::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, certificateRequestFields);
-}
+ORV_RECORD_ARCHIVE(CertificateRequest, certificateRequestFields)
 
 bool CertificateRequest::makeJson(std::vector<uint8_t>& out) const
 try {

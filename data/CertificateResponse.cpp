@@ -1,8 +1,7 @@
 #include <OrvKitDat.h>
 
-#include "data/OrvArchiveReader.h"
-#include "data/OrvArchiveWriter.h"
 #include "data/OrvJsonReader.h"
+#include "data/OrvRecordArchive.h"
 #include "data/OrvRecordCopier.h"
 
 namespace OrvKitDat {
@@ -20,26 +19,11 @@ const auto certificateFields = [](auto& io, auto& record) {
 CertificateResponse::~CertificateResponse() = default;
 
 bool CertificateResponse::fromJson(const std::vector<uint8_t>& body)
-try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
-        return false;
-    const OrvJsonReader reader(text.top(), text.end());
-    certificateFields(reader, *this);
-    return true;
-} catch (...) {
-    return false;
+{
+    return OrvJsonReader::readObject(body, *this, certificateFields);
 }
 
-bool CertificateResponse::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, certificateFields);
-}
-
-bool CertificateResponse::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, certificateFields);
-}
+ORV_RECORD_ARCHIVE(CertificateResponse, certificateFields)
 
 bool CertificateResponse::copyFrom(const ResponseBase* source)
 {

@@ -1,8 +1,7 @@
 #include <OrvKitDat.h>
 
-#include "data/OrvArchiveReader.h"
-#include "data/OrvArchiveWriter.h"
 #include "data/OrvJsonReader.h"
+#include "data/OrvRecordArchive.h"
 #include "data/OrvRecordCopier.h"
 
 namespace OrvKitDat {
@@ -19,29 +18,16 @@ const auto errorFields = [](auto& io, auto& record) {
 ErrorResponse::~ErrorResponse() = default;
 
 bool ErrorResponse::fromJson(const std::vector<uint8_t>& body)
-try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
-        return false;
+{
     // A missing "error", or one that is not an object, is still a success
     // with empty members: only the top level is tested for emptiness.
-    const OrvJsonReader top(text.top(), text.end());
-    const OrvJsonReader error = top.object("error");
-    errorFields(error, *this);
-    return true;
-} catch (...) {
-    return false;
+    return OrvJsonReader::readObject(body, *this, [](const OrvJsonReader& top, ErrorResponse& record) {
+        const OrvJsonReader error(top.value("error").toObject());
+        errorFields(error, record);
+    });
 }
 
-bool ErrorResponse::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, errorFields);
-}
-
-bool ErrorResponse::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, errorFields);
-}
+ORV_RECORD_ARCHIVE(ErrorResponse, errorFields)
 
 bool ErrorResponse::copyFrom(const ResponseBase* source)
 {

@@ -1,8 +1,7 @@
 #include <OrvKitDat.h>
 
-#include "data/OrvArchiveReader.h"
-#include "data/OrvArchiveWriter.h"
 #include "data/OrvJsonReader.h"
+#include "data/OrvRecordArchive.h"
 #include "data/OrvRecordCopier.h"
 
 namespace OrvKitDat {
@@ -32,49 +31,17 @@ const auto genresFields = [](auto& io, auto& record) {
 
 } // namespace
 
-bool GenresResponse::MainGenreData::SubGenreData::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, subGenreFields);
-}
-
-bool GenresResponse::MainGenreData::SubGenreData::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, subGenreFields);
-}
-
-bool GenresResponse::MainGenreData::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, mainGenreFields);
-}
-
-bool GenresResponse::MainGenreData::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, mainGenreFields);
-}
+ORV_RECORD_ARCHIVE(GenresResponse::MainGenreData::SubGenreData, subGenreFields)
+ORV_RECORD_ARCHIVE(GenresResponse::MainGenreData, mainGenreFields)
 
 GenresResponse::~GenresResponse() = default;
 
 bool GenresResponse::fromJson(const std::vector<uint8_t>& body)
-try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
-        return false;
-    const OrvJsonReader reader(text.top(), text.end());
-    genresFields(reader, *this);
-    return true;
-} catch (...) {
-    return false;
+{
+    return OrvJsonReader::readObject(body, *this, genresFields);
 }
 
-bool GenresResponse::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, genresFields);
-}
-
-bool GenresResponse::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, genresFields);
-}
+ORV_RECORD_ARCHIVE(GenresResponse, genresFields)
 
 bool GenresResponse::copyFrom(const ResponseBase* source)
 {

@@ -4,13 +4,16 @@
 #include <VxSerialization.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-// Reads record members back in the order OrvArchiveWriter wrote them. A short
-// archive leaves defaults in the members it could not fill.
+// Reads record members back in the order OrvArchiveWriter wrote them, with
+// nothing but the archive's typed reads. A list count comes from outside and
+// is not trusted: memory is reserved only a few elements ahead, and once a
+// read reports that nothing was read, every list ends, keeping only the
+// elements that were read whole. The other members keep what the failed
+// reads left in them.
 class OrvArchiveReader
 {
 public:
@@ -29,61 +32,41 @@ public:
         }
     }
 
-    void text(const char*, std::string& member) { note(archive.read(member)); }
-    void number(const char*, uint32_t& member) { note(archive.read(member)); }
-    void timestamp(const char*, uint32_t& member) { note(archive.read(member)); }
-    void real(const char*, double& member) { note(archive.read(member)); }
-    void flag(const char*, bool& member) { note(archive.read(member)); }
+    void text(const char*, std::string& member) { check(archive.read(member)); }
+    void number(const char*, uint32_t& member) { check(archive.read(member)); }
+    void timestamp(const char*, uint32_t& member) { check(archive.read(member)); }
+    void real(const char*, double& member) { check(archive.read(member)); }
+    void flag(const char*, bool& member) { check(archive.read(member)); }
 
-    // A count comes from outside and is not trusted: reading stops once the
-    // archive is exhausted, and no more is reserved than its bytes can hold,
-    // as every element takes at least the bytes of a default one. Elements
-    // are read through this reader, so that it sees where the archive ended.
     template <class Element, class Fields>
     void list(const char*, std::vector<Element>& items, Fields fields)
     {
-        items.clear();
-        uint32_t count = 0;
-        note(archive.read(count));
-        items.reserve(std::min<size_t>(count, archive.size() / minimumBytes<Element>()));
-        for (uint32_t i = 0; i < count && !exhausted; ++i) {
-            items.emplace_back();
-            fields(*this, items.back());
-        }
+        readList(items, [this, &fields](Element& element) { fields(*this, element); });
     }
 
     void textList(const char*, std::vector<std::string>& items)
     {
-        items.clear();
-        uint32_t count = 0;
-        note(archive.read(count));
-        items.reserve(std::min<size_t>(count, archive.size() / kLengthBytes));
-        for (uint32_t i = 0; i < count && !exhausted; ++i) {
-            items.emplace_back();
-            note(archive.read(items.back()));
-        }
+        readList(items, [this](std::string& element) { text(nullptr, element); });
     }
 
 private:
-    // A text takes at least its length field.
-    static constexpr size_t kLengthBytes = 4;
+    static constexpr uint32_t kReserveAhead = 16;
 
-    template <class Element>
-    static size_t minimumBytes()
-    {
-        static const size_t bytes = [] {
-            VxSerialization::Archive probe;
-            Element().serialize(probe);
-            return std::max<size_t>(probe.size(), 1);
-        }();
-        return bytes;
-    }
+    void check(int result) { exhausted = exhausted || result != 0; }
 
-    // A read fails only at the end of the archive, and every later one then too.
-    void note(int result)
+    template <class Element, class ReadOne>
+    void readList(std::vector<Element>& items, ReadOne readOne)
     {
-        if (result != 0)
-            exhausted = true;
+        items.clear();
+        uint32_t count = 0;
+        number(nullptr, count);
+        items.reserve(std::min(count, kReserveAhead));
+        for (uint32_t i = 0; i < count && !exhausted; ++i) {
+            items.emplace_back();
+            readOne(items.back());
+            if (exhausted)
+                items.pop_back();
+        }
     }
 
     VxSerialization::Archive& archive;

@@ -1,192 +1,75 @@
 #include "data/OrvJsonDuplicateKeys.h"
 
-#include "data/OrvJsonText.h"
+#include <QByteArray>
+#include <QHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QSet>
+#include <QString>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <string>
-#include <unordered_map>
-#include <unordered_set>
+#include <limits>
 #include <utility>
 #include <vector>
 
 namespace {
 
-// Qt gives up beyond 1024 levels; nothing after that point is completed.
-const size_t kMaxDepth = 4096;
-
 struct Key
 {
-    std::u16string name; // as Qt compares keys: UTF-16 code units
-    size_t textStart;    // offset just after the opening quote
-    bool decoded;
+    size_t quote;  // offset of the opening quote
+    size_t length; // bytes between the quotes
+    bool escaped;
 };
 
-struct Frame
+struct Level
 {
     bool object;
     bool expectKey;
-    std::vector<Key> keys;
+    size_t firstKey; // this object's keys in the scan's key list begin here
 };
 
-struct Insertion
+// The first quote or backslash from at on, or length.
+inline size_t stringStop(const char* text, size_t at, size_t length)
 {
-    size_t offset;
-    std::string text;
+    // Eight bytes at a time: a byte is a hit when it is zero after the xor.
+    const uint64_t ones = 0x0101010101010101ull;
+    const uint64_t highs = 0x8080808080808080ull;
+    while (at + 8 <= length) {
+        uint64_t word;
+        std::memcpy(&word, text + at, sizeof word);
+        const uint64_t quotes = word ^ (ones * '"');
+        const uint64_t slashes = word ^ (ones * '\\');
+        const uint64_t hits = (((quotes - ones) & ~quotes) | ((slashes - ones) & ~slashes)) & highs;
+        if (hits != 0) {
+#if defined(__GNUC__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+            return at + static_cast<size_t>(__builtin_ctzll(hits)) / 8;
+#else
+            break;
+#endif
+        }
+        at += 8;
+    }
+    while (at < length && text[at] != '"' && text[at] != '\\')
+        ++at;
+    return at;
+}
+
+// What the scan stops at outside strings.
+struct Structure
+{
+    bool stop[256] = {};
+    constexpr Structure()
+    {
+        for (const unsigned char c : {'"', '{', '[', '}', ']', ',', ':'})
+            stop[c] = true;
+    }
 };
+constexpr Structure kStructure;
 
-int hexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
-
-void appendCodePoint(std::u16string& out, char32_t code)
-{
-    if (code < 0x10000) {
-        out.push_back(static_cast<char16_t>(code));
-    } else {
-        code -= 0x10000;
-        out.push_back(static_cast<char16_t>(0xD800 + (code >> 10)));
-        out.push_back(static_cast<char16_t>(0xDC00 + (code & 0x3FF)));
-    }
-}
-
-// One UTF-8 sequence (strict: no overlong forms, surrogates or values past
-// U+10FFFF). False when it is not one.
-bool decodeUtf8(const unsigned char* text, size_t end, size_t& at, char32_t& code)
-{
-    const unsigned char lead = text[at];
-    size_t extra = 0;
-    char32_t minimum = 0;
-    if (lead < 0x80) {
-        code = lead;
-    } else if ((lead & 0xE0) == 0xC0) {
-        code = lead & 0x1F, extra = 1, minimum = 0x80;
-    } else if ((lead & 0xF0) == 0xE0) {
-        code = lead & 0x0F, extra = 2, minimum = 0x800;
-    } else if ((lead & 0xF8) == 0xF0) {
-        code = lead & 0x07, extra = 3, minimum = 0x10000;
-    } else {
-        return false;
-    }
-    if (end - at - 1 < extra)
-        return false;
-    for (size_t i = 1; i <= extra; ++i) {
-        const unsigned char next = text[at + i];
-        if ((next & 0xC0) != 0x80)
-            return false;
-        code = (code << 6) | (next & 0x3F);
-    }
-    if (code < minimum || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF))
-        return false;
-    at += extra + 1;
-    return true;
-}
-
-// Scans the string whose opening quote is at `at`; leaves `at` after its
-// closing quote. False when the text ends first. name receives the decoded
-// text when wanted, and decoded says whether decoding succeeded.
-bool scanString(const unsigned char* text, size_t end, size_t& at, std::u16string* name, bool& decoded)
-{
-    decoded = true;
-    ++at;
-    while (at < end) {
-        const unsigned char c = text[at];
-        if (c == '"') {
-            ++at;
-            return true;
-        }
-        if (c == '\\') {
-            if (at + 1 >= end)
-                return false;
-            const unsigned char escaped = text[at + 1];
-            at += 2;
-            if (name == nullptr)
-                continue;
-            switch (escaped) {
-            case '"': name->push_back(u'"'); break;
-            case '\\': name->push_back(u'\\'); break;
-            case '/': name->push_back(u'/'); break;
-            case 'b': name->push_back(u'\b'); break;
-            case 'f': name->push_back(u'\f'); break;
-            case 'n': name->push_back(u'\n'); break;
-            case 'r': name->push_back(u'\r'); break;
-            case 't': name->push_back(u'\t'); break;
-            case 'u': {
-                char16_t unit = 0;
-                for (int i = 0; i < 4; ++i) {
-                    const int digit = at < end ? hexValue(static_cast<char>(text[at])) : -1;
-                    if (digit < 0) {
-                        decoded = false;
-                        break;
-                    }
-                    unit = static_cast<char16_t>(unit << 4 | digit);
-                    ++at;
-                }
-                name->push_back(unit);
-                break;
-            }
-            default: decoded = false; break;
-            }
-            continue;
-        }
-        if (name == nullptr || !decoded) {
-            ++at;
-            continue;
-        }
-        char32_t code = 0;
-        if (decodeUtf8(text, end, at, code)) {
-            appendCodePoint(*name, code);
-        } else {
-            decoded = false;
-            ++at;
-        }
-    }
-    return false;
-}
-
-// Renames every key of the object that a later key repeats.
-void renameRepeated(const std::vector<Key>& keys, std::vector<Insertion>& insertions)
-{
-    std::unordered_map<std::u16string, size_t> last;
-    for (size_t i = 0; i < keys.size(); ++i)
-        if (keys[i].decoded)
-            last[keys[i].name] = i;
-    if (last.size() == keys.size())
-        return;
-    std::unordered_set<std::u16string> taken;
-    for (const auto& entry : last)
-        taken.insert(entry.first);
-    size_t number = 0;
-    for (size_t i = 0; i < keys.size(); ++i) {
-        if (!keys[i].decoded || last[keys[i].name] == i)
-            continue;
-        std::u16string candidate;
-        std::string digits;
-        do {
-            digits = std::to_string(number++);
-            candidate = u'\0' + std::u16string(digits.begin(), digits.end()) + u'\0' + keys[i].name;
-        } while (!taken.insert(candidate).second);
-        insertions.push_back(Insertion{keys[i].textStart, "\\u0000" + digits + "\\u0000"});
-    }
-}
-
-// A key as it stands in the text. Without escapes, two keys decode to the
-// same name only if their bytes are the same, so comparing the bytes (here a
-// fingerprint of them) misses no repeat.
-struct RawKey
-{
-    uint64_t print;
-};
-
-uint64_t fingerprint(const unsigned char* start, size_t length)
+// A key's bytes folded into 64 bits: its first and last eight and its length.
+uint64_t fingerprint(const char* start, size_t length)
 {
     uint64_t head = 0;
     uint64_t tail = 0;
@@ -198,175 +81,141 @@ uint64_t fingerprint(const unsigned char* start, size_t length)
     return head ^ (tail << 29 | tail >> 35) ^ (static_cast<uint64_t>(length) * 0x9E3779B97F4A7C15ull);
 }
 
-// True when two keys of one object share a fingerprint.
-bool sharePrint(std::vector<RawKey>& keys, size_t begin)
+// Without escapes two keys are equal for Qt exactly when their bytes are, so
+// keys whose fingerprints all differ cannot repeat.
+bool mayRepeat(const char* text, const Key* keys, size_t count, std::vector<uint64_t>& prints)
 {
-    const size_t count = keys.size() - begin;
-    if (count < 2)
-        return false;
-    if (count <= 32) {
-        for (size_t i = begin; i + 1 < keys.size(); ++i)
-            for (size_t j = i + 1; j < keys.size(); ++j)
-                if (keys[i].print == keys[j].print)
-                    return true;
-        return false;
-    }
-    std::vector<uint64_t> prints;
-    prints.reserve(count);
-    for (size_t i = begin; i < keys.size(); ++i)
-        prints.push_back(keys[i].print);
+    prints.clear();
+    for (size_t i = 0; i < count; ++i)
+        prints.push_back(fingerprint(text + keys[i].quote + 1, keys[i].length));
     std::sort(prints.begin(), prints.end());
     return std::adjacent_find(prints.begin(), prints.end()) != prints.end();
 }
 
-// Bytes that the first pass stops at outside strings.
-struct ByteClasses
+// Renames each key of one object that a later key repeats; names are the
+// keys as Qt decoded them, each behind one U+0000.
+void renameRepeated(const Key* keys, const QJsonArray& names, int first, int count,
+                    std::vector<std::pair<size_t, std::string>>& insertions)
 {
-    bool structural[256] = {};
-    constexpr ByteClasses()
-    {
-        for (unsigned char c : {'{', '[', '}', ']', ',', ':', '"'})
-            structural[c] = true;
+    QHash<QString, int> last;
+    QSet<QString> taken;
+    for (int i = 0; i < count; ++i) {
+        const QString name = names.at(first + i).toString();
+        last.insert(name, i);
+        taken.insert(name);
     }
-};
-
-constexpr ByteClasses kBytes;
-
-size_t stringStop(const char* text, size_t at, size_t length)
-{
-    return static_cast<size_t>(OrvJsonText::findStringStop(text + at, text + length) - text);
+    if (last.size() == count)
+        return;
+    int number = 0;
+    for (int i = 0; i < count; ++i) {
+        const QString name = names.at(first + i).toString();
+        if (last.value(name) == i)
+            continue;
+        QString renamed;
+        do {
+            renamed = name;
+            renamed.insert(1, QChar(0) + QString::number(++number) + QChar(0));
+        } while (taken.contains(renamed));
+        taken.insert(renamed);
+        insertions.emplace_back(keys[i].quote + 1, "\\u0000" + std::to_string(number) + "\\u0000");
+    }
 }
 
 } // namespace
 
-// Follows the text exactly as renameEarlier() does, but keeps keys as raw
-// bytes. An escaped key, a shared fingerprint or too deep a nesting hands the
-// text to the decoding pass, which alone decides.
-bool OrvJsonDuplicateKeys::mayRepeat(const char* source, size_t length)
+OrvJsonDuplicateKeys::Outcome OrvJsonDuplicateKeys::renameEarlier(const char* text, size_t length, std::string& out)
 {
-    const unsigned char* text = reinterpret_cast<const unsigned char*>(source);
-    struct Level
-    {
-        bool object;
-        bool expectKey;
-        size_t keysBegin;
-    };
-    // Kept between calls, so that a body costs no allocation here.
-    thread_local std::vector<Level> stackStorage;
-    thread_local std::vector<RawKey> keyStorage;
-    std::vector<Level>& stack = stackStorage;
-    std::vector<RawKey>& keys = keyStorage;
-    stack.clear();
-    keys.clear();
+    // The scan follows the text as Qt's parser does as long as the text is
+    // JSON; where it is not, Qt fails at that point, and no object after it
+    // is completed. Only a completed object can lose values.
+    std::vector<Level> levels;
+    std::vector<Key> keys;
+    std::vector<uint64_t> prints;
+    // Keys of the completed objects that may repeat one, object by object.
+    std::vector<Key> suspects;
+    std::vector<size_t> objectEnds;
     size_t at = 0;
     while (at < length) {
-        const unsigned char c = text[at];
-        if (c == '{' || c == '[') {
-            if (stack.size() >= kMaxDepth)
-                return true;
-            stack.push_back(Level{c == '{', c == '{', keys.size()});
-            ++at;
-        } else if (c == '}' || c == ']') {
-            if (stack.empty())
-                return false;
-            if (stack.back().object) {
-                if (sharePrint(keys, stack.back().keysBegin))
-                    return true;
-                keys.resize(stack.back().keysBegin);
-            }
-            stack.pop_back();
-            ++at;
-        } else if (c == ',' || c == ':') {
-            if (!stack.empty() && stack.back().object)
-                stack.back().expectKey = c == ',';
-            ++at;
-        } else if (c == '"') {
-            Level* level = stack.empty() ? nullptr : &stack.back();
-            const bool isKey = level != nullptr && level->object && level->expectKey;
-            const size_t start = ++at;
-            at = stringStop(source, at, length);
+        const char c = text[at];
+        if (c == '"') {
+            Key key{at, 0, false};
+            at = stringStop(text, at + 1, length);
             while (at < length && text[at] == '\\') {
-                if (isKey)
-                    return true;
-                at += 2;
-                if (at > length)
-                    return false;
-                at = stringStop(source, at, length);
+                key.escaped = true;
+                at = stringStop(text, at + 2, length);
             }
             if (at >= length)
-                return false;
-            ++at;
-            if (isKey) {
-                level->expectKey = false;
-                keys.push_back(RawKey{fingerprint(text + start, at - 1 - start)});
-            }
-        } else {
-            // Numbers, literals and white space.
-            while (++at < length && !kBytes.structural[text[at]]) {
-            }
-        }
-    }
-    return false;
-}
-
-bool OrvJsonDuplicateKeys::renameEarlier(const char* source, size_t length, std::string& out)
-{
-    if (!mayRepeat(source, length))
-        return false;
-    const unsigned char* text = reinterpret_cast<const unsigned char*>(source);
-    std::vector<Frame> stack;
-    std::vector<Insertion> insertions;
-    size_t at = 0;
-    // Lenient on purpose: it only has to find keys where Qt would; at the
-    // first thing it cannot follow it stops, and Qt fails there too.
-    while (at < length) {
-        const unsigned char c = text[at];
-        if (c == '{' || c == '[') {
-            if (stack.size() >= kMaxDepth)
                 break;
-            stack.push_back(Frame{c == '{', c == '{', {}});
+            ++at;
+            if (!levels.empty() && levels.back().expectKey) {
+                key.length = at - key.quote - 2;
+                keys.push_back(key);
+                levels.back().expectKey = false;
+            }
+        } else if (c == '{' || c == '[') {
+            levels.push_back(Level{c == '{', c == '{', keys.size()});
             ++at;
         } else if (c == '}' || c == ']') {
-            if (stack.empty())
+            if (levels.empty())
                 break;
-            if (stack.back().object)
-                renameRepeated(stack.back().keys, insertions);
-            stack.pop_back();
+            const Level level = levels.back();
+            levels.pop_back();
+            const Key* first = keys.data() + level.firstKey;
+            const size_t count = keys.size() - level.firstKey;
+            const bool escaped = std::any_of(first, first + count, [](const Key& key) { return key.escaped; });
+            if (count > 1 && (escaped || mayRepeat(text, first, count, prints))) {
+                suspects.insert(suspects.end(), first, first + count);
+                objectEnds.push_back(suspects.size());
+            }
+            keys.resize(level.firstKey);
             ++at;
         } else if (c == ',' || c == ':') {
-            if (!stack.empty() && stack.back().object)
-                stack.back().expectKey = c == ',';
+            if (!levels.empty() && levels.back().object)
+                levels.back().expectKey = c == ',';
             ++at;
-        } else if (c == '"') {
-            Frame* frame = stack.empty() ? nullptr : &stack.back();
-            const bool isKey = frame != nullptr && frame->object && frame->expectKey;
-            Key key{std::u16string(), at + 1, false};
-            if (!scanString(text, length, at, isKey ? &key.name : nullptr, key.decoded))
-                break;
-            if (isKey) {
-                frame->expectKey = false;
-                frame->keys.push_back(std::move(key));
-            }
         } else {
-            ++at;
+            while (++at < length && !kStructure.stop[static_cast<unsigned char>(text[at])]) {
+            }
         }
     }
-    if (insertions.empty())
-        return false;
+    if (suspects.empty())
+        return Unique;
 
-    std::sort(insertions.begin(), insertions.end(),
-              [](const Insertion& a, const Insertion& b) { return a.offset < b.offset; });
-    size_t added = 0;
-    for (const Insertion& insertion : insertions)
-        added += insertion.text.size();
-    out.clear();
-    out.reserve(length + added);
-    size_t copied = 0;
-    for (const Insertion& insertion : insertions) {
-        out.append(source + copied, insertion.offset - copied);
-        out.append(insertion.text);
-        copied = insertion.offset;
+    // Qt decodes the keys as the texts of one array, which keeps every key.
+    // The U+0000 before each keeps a leading byte order mark, which QString
+    // would drop from a text without escapes.
+    std::string list = "[";
+    for (const Key& key : suspects) {
+        list += list.size() > 1 ? ",\"\\u0000" : "\"\\u0000";
+        list.append(text + key.quote + 1, key.length + 1);
     }
-    out.append(source + copied, length - copied);
-    return true;
+    list += ']';
+    if (list.size() > static_cast<size_t>(std::numeric_limits<int>::max()))
+        return NotJson;
+    const QJsonArray names =
+        QJsonDocument::fromJson(QByteArray::fromRawData(list.data(), static_cast<int>(list.size()))).array();
+    if (static_cast<size_t>(names.size()) != suspects.size())
+        return NotJson;
+
+    std::vector<std::pair<size_t, std::string>> insertions;
+    size_t begin = 0;
+    for (const size_t end : objectEnds) {
+        renameRepeated(suspects.data() + begin, names, static_cast<int>(begin), static_cast<int>(end - begin),
+                       insertions);
+        begin = end;
+    }
+    if (insertions.empty())
+        return Unique;
+
+    std::sort(insertions.begin(), insertions.end());
+    out.clear();
+    out.reserve(length + insertions.size() * 16);
+    size_t copied = 0;
+    for (const auto& insertion : insertions) {
+        out.append(text + copied, insertion.first - copied);
+        out += insertion.second;
+        copied = insertion.first;
+    }
+    out.append(text + copied, length - copied);
+    return Renamed;
 }

@@ -4,23 +4,27 @@
 #include <cstddef>
 #include <string>
 
-// Qt 5's JSON parser keeps the last of several equal keys in an object and
-// leaks the object or array values of the ones it drops. Before such a body
-// is parsed, the earlier keys are renamed to a text that begins with U+0000:
-// nothing is dropped any more, the kept value is the same, the validity of
-// the text does not change, and no record reads a key of that form.
+// Qt 5's JSON parser keeps one of several equal keys in an object, the last
+// in small objects but not always in larger ones, and leaks the object or
+// array values of those it drops. Before such a text is parsed, the earlier
+// keys are renamed to a text that begins with U+0000: nothing is dropped,
+// the last value is the one read, the validity of the text does not change,
+// and no record reads a key of that form. Which keys are equal is decided by
+// Qt's own decoding of them.
 class OrvJsonDuplicateKeys
 {
 public:
-    // True, with the rewritten text in out, when some object of text repeats
-    // a key; false (out untouched) when the text can be parsed as it is.
-    static bool renameEarlier(const char* text, size_t length, std::string& out);
+    enum Outcome
+    {
+        Unique,  // no object repeats a key: parse the text as it is
+        Renamed, // parse out instead
+        NotJson  // a key is not a string Qt accepts, so neither is the text
+    };
+
+    static Outcome renameEarlier(const char* text, size_t length, std::string& out);
 
 private:
     OrvJsonDuplicateKeys() = delete;
-    // Cheap first pass over the raw text: false only when no object can
-    // repeat a key, so that the decoding pass is skipped for ordinary bodies.
-    static bool mayRepeat(const char* text, size_t length);
 };
 
 #endif

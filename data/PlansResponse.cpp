@@ -1,8 +1,7 @@
 #include <OrvKitDat.h>
 
-#include "data/OrvArchiveReader.h"
-#include "data/OrvArchiveWriter.h"
 #include "data/OrvJsonReader.h"
+#include "data/OrvRecordArchive.h"
 #include "data/OrvRecordCopier.h"
 #include "data/OrvRoutePointFields.h"
 
@@ -60,59 +59,18 @@ const auto plansFields = [](auto& io, auto& record) {
 
 } // namespace
 
-bool PlansResponse::PlanData::PlanPointData::RoutePointData::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, OrvRoutePointFields());
-}
-
-bool PlansResponse::PlanData::PlanPointData::RoutePointData::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, OrvRoutePointFields());
-}
-
-bool PlansResponse::PlanData::PlanPointData::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, planPointFields);
-}
-
-bool PlansResponse::PlanData::PlanPointData::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, planPointFields);
-}
-
-bool PlansResponse::PlanData::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, planFields);
-}
-
-bool PlansResponse::PlanData::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, planFields);
-}
+ORV_RECORD_ARCHIVE(PlansResponse::PlanData::PlanPointData::RoutePointData, OrvRoutePointFields())
+ORV_RECORD_ARCHIVE(PlansResponse::PlanData::PlanPointData, planPointFields)
+ORV_RECORD_ARCHIVE(PlansResponse::PlanData, planFields)
 
 PlansResponse::~PlansResponse() = default;
 
 bool PlansResponse::fromJson(const std::vector<uint8_t>& body)
-try {
-    // No plans at all is a failed parse, not an empty list.
-    OrvJsonText text;
-    if (!OrvJsonReader::parseArray(body, text))
-        return false;
-    OrvJsonReader::fill(text.top(), text.end(), plans, planFields);
-    return true;
-} catch (...) {
-    return false;
+{
+    return OrvJsonReader::readArray(body, plans, planFields);
 }
 
-bool PlansResponse::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, plansFields);
-}
-
-bool PlansResponse::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, plansFields);
-}
+ORV_RECORD_ARCHIVE(PlansResponse, plansFields)
 
 bool PlansResponse::copyFrom(const ResponseBase* source)
 {

@@ -1,8 +1,7 @@
 #include <OrvKitDat.h>
 
-#include "data/OrvArchiveReader.h"
-#include "data/OrvArchiveWriter.h"
 #include "data/OrvJsonReader.h"
+#include "data/OrvRecordArchive.h"
 #include "data/OrvRecordCopier.h"
 
 namespace OrvKitDat {
@@ -19,29 +18,16 @@ const auto plansSummaryFields = [](auto& io, auto& record) {
 PlansSummaryResponse::~PlansSummaryResponse() = default;
 
 bool PlansSummaryResponse::fromJson(const std::vector<uint8_t>& body)
-try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
-        return false;
-    const OrvJsonReader reader(text.top(), text.end());
-    reader.number("all", all);
-    // One entry per plan, even when a plan has no start time.
-    reader.list("plans", startDateTimes,
-                [](const OrvJsonReader& plan, std::string& startDateTime) { plan.text("startDateTime", startDateTime); });
-    return true;
-} catch (...) {
-    return false;
+{
+    return OrvJsonReader::readObject(body, *this, [](const OrvJsonReader& top, PlansSummaryResponse& record) {
+        top.number("all", record.all);
+        // One entry per plan, even when a plan has no start time.
+        top.list("plans", record.startDateTimes,
+                 [](const OrvJsonReader& plan, std::string& startDateTime) { plan.text("startDateTime", startDateTime); });
+    });
 }
 
-bool PlansSummaryResponse::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, plansSummaryFields);
-}
-
-bool PlansSummaryResponse::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, plansSummaryFields);
-}
+ORV_RECORD_ARCHIVE(PlansSummaryResponse, plansSummaryFields)
 
 bool PlansSummaryResponse::copyFrom(const ResponseBase* source)
 {

@@ -1,8 +1,7 @@
 #include <OrvKitDat.h>
 
-#include "data/OrvArchiveReader.h"
-#include "data/OrvArchiveWriter.h"
 #include "data/OrvJsonReader.h"
+#include "data/OrvRecordArchive.h"
 #include "data/OrvRecordCopier.h"
 
 namespace OrvKitDat {
@@ -26,16 +25,13 @@ const auto summaryFields = [](auto& io, auto& record) {
 // collection keeps the values the record already had.
 void readCollection(const OrvJsonReader& top, const char* name, uint32_t& count, std::string& updatedAt)
 {
-    const OrvJsonReader collection = top.object(name);
-    if (collection.isEmpty())
+    const QJsonObject collection = top.value(name).toObject();
+    const auto countAt = collection.constFind(QLatin1String("count"));
+    const auto updatedAtAt = collection.constFind(QLatin1String("updatedAt"));
+    if (countAt == collection.constEnd() || updatedAtAt == collection.constEnd())
         return;
-    const char* countAt = collection.find("count");
-    const char* updatedAtAt = collection.find("updatedAt");
-    if (countAt == nullptr || updatedAtAt == nullptr)
-        return;
-    const char* after = nullptr;
-    count = OrvJsonReader::numberAt(countAt, collection.end(), after);
-    updatedAt = OrvJsonReader::textAt(updatedAtAt, collection.end(), after);
+    count = static_cast<uint32_t>(countAt.value().toInt());
+    updatedAt = updatedAtAt.value().toString().toStdString();
 }
 
 } // namespace
@@ -43,35 +39,20 @@ void readCollection(const OrvJsonReader& top, const char* name, uint32_t& count,
 SummaryResponse::~SummaryResponse() = default;
 
 bool SummaryResponse::fromJson(const std::vector<uint8_t>& body)
-try {
-    OrvJsonText text;
-    if (!OrvJsonReader::parseObject(body, text))
-        return false;
-    const OrvJsonReader top(text.top(), text.end());
-    readCollection(top, "spot", spotCount, spotUpdatedAt);
-    readCollection(top, "folder", folderCount, folderUpdatedAt);
-    readCollection(top, "destination", destinationCount, destinationUpdatedAt);
-    readCollection(top, "plan", planCount, planUpdatedAt);
-    const OrvJsonReader agreement = top.object("agreement");
-    if (!agreement.isEmpty()) {
-        const char* after = nullptr;
-        if (const char* updatedAt = agreement.find("updatedAt"))
-            agreementUpdatedAt = OrvJsonReader::textAt(updatedAt, agreement.end(), after);
-    }
-    return true;
-} catch (...) {
-    return false;
+{
+    return OrvJsonReader::readObject(body, *this, [](const OrvJsonReader& top, SummaryResponse& record) {
+        readCollection(top, "spot", record.spotCount, record.spotUpdatedAt);
+        readCollection(top, "folder", record.folderCount, record.folderUpdatedAt);
+        readCollection(top, "destination", record.destinationCount, record.destinationUpdatedAt);
+        readCollection(top, "plan", record.planCount, record.planUpdatedAt);
+        const QJsonObject agreement = top.value("agreement").toObject();
+        const auto updatedAt = agreement.constFind(QLatin1String("updatedAt"));
+        if (updatedAt != agreement.constEnd())
+            record.agreementUpdatedAt = updatedAt.value().toString().toStdString();
+    });
 }
 
-bool SummaryResponse::serialize(VxSerialization::Archive& archive) const
-{
-    return OrvArchiveWriter::write(archive, *this, summaryFields);
-}
-
-bool SummaryResponse::unserialize(VxSerialization::Archive& archive)
-{
-    return OrvArchiveReader::read(archive, *this, summaryFields);
-}
+ORV_RECORD_ARCHIVE(SummaryResponse, summaryFields)
 
 bool SummaryResponse::copyFrom(const ResponseBase* source)
 {

@@ -1,0 +1,212 @@
+#ifndef JSON_REFERENCE_H
+#define JSON_REFERENCE_H
+
+#include "RecordVisitors.h"
+
+#include <QByteArray>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QString>
+
+#include <cstring>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+// A deliberately plain decoder, written straight on QJsonDocument from the
+// decoding rules and RecordSchema, to hold every record's fromJson against.
+namespace JsonReference {
+
+class Reader
+{
+public:
+    Reader(const QJsonObject& object, const QJsonArray& array = QJsonArray()) : object(object), array(array) {}
+
+    void text(const char* k, std::string& m) { m = object[k].toString().toStdString(); }
+    void number(const char* k, uint32_t& m)
+    {
+        if (std::strcmp(k, "expiration_date") != 0) {
+            m = static_cast<uint32_t>(object[k].toInt());
+            return;
+        }
+        const double value = object[k].toDouble();
+        m = !(value >= 0.0) ? 0u : value > 4294967294.0 ? 4294967295u : static_cast<uint32_t>(value);
+    }
+    void real(const char* k, double& m) { m = object[k].toDouble(); }
+    void flag(const char* k, bool& m) { m = object[k].toBool(); }
+    template <class E> void list(const char* k, std::vector<E>& items)
+    {
+        const QJsonArray elements = k == nullptr ? array : object[k].toArray();
+        items.clear();
+        for (int i = 0; i < elements.size(); ++i) {
+            E element;
+            Reader reader(elements[i].toObject());
+            RecordSchema::describe(reader, element);
+            items.push_back(element);
+        }
+    }
+    void textList(const char* k, const char* elementKey, std::vector<std::string>& items)
+    {
+        const QJsonArray elements = object[k].toArray();
+        items.clear();
+        for (int i = 0; i < elements.size(); ++i)
+            items.push_back(elements[i].toObject()[elementKey].toString().toStdString());
+    }
+    template <class F> void nested(const char* k, F f)
+    {
+        const QJsonObject outer = object;
+        object = outer[k].toObject();
+        f();
+        object = outer;
+    }
+
+private:
+    QJsonObject object;
+    QJsonArray array;
+};
+
+template <class R> void readMembers(Reader& reader, R& record) { RecordSchema::describe(reader, record); }
+
+// The summary sets a pair only when both keys are there, and never defaults.
+inline void readPair(QJsonObject top, const char* name, uint32_t& count, std::string& updatedAt)
+{
+    QJsonObject pair = top[name].toObject();
+    if (pair.contains("count") && pair.contains("updatedAt")) {
+        count = static_cast<uint32_t>(pair["count"].toInt());
+        updatedAt = pair["updatedAt"].toString().toStdString();
+    }
+}
+
+inline void readSummary(QJsonObject top, OrvKitDat::SummaryResponse& r)
+{
+    readPair(top, "spot", r.spotCount, r.spotUpdatedAt);
+    readPair(top, "folder", r.folderCount, r.folderUpdatedAt);
+    readPair(top, "destination", r.destinationCount, r.destinationUpdatedAt);
+    readPair(top, "plan", r.planCount, r.planUpdatedAt);
+    QJsonObject agreement = top["agreement"].toObject();
+    if (agreement.contains("updatedAt"))
+        r.agreementUpdatedAt = agreement["updatedAt"].toString().toStdString();
+}
+
+template <class R>
+bool decode(const std::vector<uint8_t>& body, R& record)
+{
+    const std::string text(body.begin(), body.end());
+    const QJsonDocument document = QJsonDocument::fromJson(QByteArray(text.c_str()));
+    if (document.isNull())
+        return false;
+    if (std::is_same<R, OrvKitDat::BookmarksDestsResponse>::value || std::is_same<R, OrvKitDat::PlansResponse>::value) {
+        if (document.array().isEmpty())
+            return false;
+        Reader reader(QJsonObject(), document.array());
+        readMembers(reader, record);
+        return true;
+    }
+    if (document.object().isEmpty())
+        return false;
+    if (auto* summary = dynamic_cast<OrvKitDat::SummaryResponse*>(&record)) {
+        readSummary(document.object(), *summary);
+        return true;
+    }
+    Reader reader(document.object());
+    readMembers(reader, record);
+    return true;
+}
+
+// Qt itself is the reference only where its reading of repeated keys is the
+// records' rule (the last value wins): in small objects, and where it does
+// not leak the earlier value, which it does for an object or an array.
+// Repeats are found by Qt on the text with every object turned into an array
+// of its keys and values, which keeps them all. Not JSON: that text is not
+// JSON either, and the records must refuse the body.
+enum class Body
+{
+    Comparable,
+    RepeatsBeyondQtsRule,
+    NotJson
+};
+
+inline bool repeatsBeyondQtsRule(const QJsonArray& array, bool object, const std::vector<bool>& objects, size_t& next)
+{
+    bool beyond = false;
+    for (int i = 0; i < array.size(); ++i) {
+        if (array[i].isArray())
+            beyond = repeatsBeyondQtsRule(array[i].toArray(), objects[next++], objects, next) || beyond;
+    }
+    if (!object)
+        return beyond;
+    QStringList keys;
+    for (int i = 0; i + 1 < array.size(); i += 2) {
+        // A leading U+FEFF may or may not count for Qt; count both as one.
+        QString key = array[i].toString();
+        if (key.startsWith(QChar(0xFEFF)))
+            key.remove(0, 1);
+        const int earlier = keys.indexOf(key);
+        if (earlier >= 0 && (array.size() > 24 || array[2 * earlier + 1].isArray()))
+            beyond = true;
+        keys.append(key);
+    }
+    return beyond;
+}
+
+inline Body classify(const std::vector<uint8_t>& body)
+{
+    std::string text(body.begin(), body.end());
+    text = text.c_str();
+    std::vector<bool> objects;
+    bool inString = false;
+    for (size_t i = 0; i < text.size(); ++i) {
+        char& c = text[i];
+        if (inString) {
+            i += c == '\\';
+            inString = c != '"';
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '{' || c == '[') {
+            objects.push_back(c == '{');
+            c = '[';
+        } else if (c == '}' || c == ':') {
+            c = c == '}' ? ']' : ',';
+        }
+    }
+    const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(text));
+    if (document.isNull())
+        return Body::NotJson;
+    size_t next = 1;
+    return repeatsBeyondQtsRule(document.array(), objects[0], objects, next) ? Body::RepeatsBeyondQtsRule
+                                                                             : Body::Comparable;
+}
+
+struct Comparison
+{
+    bool compared = false;
+    bool decoded = false;
+    std::string difference; // empty when the two agree
+};
+
+// Decodes body with R::fromJson and with the reference, each into a copy of
+// before, and compares the results and every member.
+template <class R>
+Comparison compare(const std::vector<uint8_t>& body, const R& before)
+{
+    Comparison result;
+    R library = before;
+    result.decoded = library.fromJson(body);
+    const Body kind = classify(body);
+    if (kind == Body::NotJson && (result.decoded || dumpRecord(library) != dumpRecord(before)))
+        result.difference = "a body that is not JSON changed the record";
+    if (kind != Body::Comparable)
+        return result;
+    result.compared = true;
+    R reference = before;
+    if (decode(body, reference) != result.decoded)
+        result.difference = result.decoded ? "only fromJson decodes the body" : "only the reference decodes the body";
+    else if (dumpRecord(library) != dumpRecord(reference))
+        result.difference = "fromJson:  " + dumpRecord(library) + "\nreference: " + dumpRecord(reference);
+    return result;
+}
+
+} // namespace JsonReference
+
+#endif
