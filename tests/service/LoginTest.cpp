@@ -108,9 +108,8 @@ TEST_F(LoginTest, ValidTokenAnswersWithoutARequest)
     EXPECT_TRUE(heard[0].payload.empty());
     EXPECT_EQ(heard[1].id, MSG_LOGIN_RESULT);
     EXPECT_TRUE(heard[1].payload.empty());
-    std::this_thread::sleep_for(std::chrono::milliseconds(kSettleMs));
-    EXPECT_EQ(session->listener().received().size(), 2u);
     EXPECT_EQ(production->requestCount() + testCloud->requestCount(), 0u);
+    EXPECT_EQ(heardBeforeFollowUp().size(), 2u);
 }
 
 TEST_F(LoginTest, ExpirationReachedLogsInAndStoresTheNewToken)

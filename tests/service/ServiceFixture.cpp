@@ -5,6 +5,7 @@
 
 #include <OrvKitDef.h>
 
+#include <algorithm>
 #include <ctime>
 
 using namespace servicetest;
@@ -107,4 +108,27 @@ void ServiceFixture::identify(unsigned char maker, const std::string& model, con
     ASSERT_FALSE(heard.empty()) << "no answer to the login";
     ASSERT_EQ(heard.back().id, OrvKitDef::MSG_LOGIN_RESULT);
     ASSERT_TRUE(heard.back().payload.empty()) << "the stored token was expected to be valid";
+}
+
+std::vector<KitSession::Message> ServiceFixture::heardBeforeFollowUp()
+{
+    const unsigned long accepted = OrvKitDef::MSG_ACCEPTED | OrvKitDef::CMD_GET_DESTINATIONS;
+    EXPECT_TRUE(session->send(OrvKitDef::CMD_GET_DESTINATIONS, {0}));
+    for (;;) {
+        std::vector<KitSession::Message> heard = session->listener().received();
+        const auto isAccepted = [&](const KitSession::Message& m) { return m.id == accepted; };
+        const auto acceptance = std::find_if(heard.begin(), heard.end(), isAccepted);
+        const auto answer = std::find_if(acceptance, heard.end(), [](const KitSession::Message& m) {
+            return m.id == OrvKitDef::MSG_DESTINATIONS_RESULT || m.id == OrvKitDef::MSG_RESULT_ERROR;
+        });
+        if (answer != heard.end()) {
+            heard.erase(answer);
+            heard.erase(acceptance);
+            return heard;
+        }
+        if (!session->listener().waitForMessages(heard.size() + 1, 5000)) {
+            ADD_FAILURE() << "no answer to the follow-up command";
+            return heard;
+        }
+    }
 }

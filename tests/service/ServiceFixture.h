@@ -19,8 +19,6 @@ class ServiceFixture : public ::testing::Test
 protected:
     static const char kStoredToken[];
     static const char kIssuedToken[];
-    // How long a test waits before it concludes that no message follows.
-    static constexpr int kSettleMs = 150;
 
     static TestPki& pki();
     static void storeToken(const std::string& token, long long expiration);
@@ -38,6 +36,10 @@ protected:
     // Logs in while the stored token is valid, so that only the identity changes.
     void identify(unsigned char maker, const std::string& model, const std::string& deviceNo,
                   const std::string& loginId = "driver01");
+    // Everything heard so far once a follow-up command was answered, the
+    // follow-up's own messages left out: its answer comes back over the
+    // network after the replies to the commands sent before it.
+    std::vector<KitSession::Message> heardBeforeFollowUp();
     // Restores the success routes on a server.
     void addDefaultRoutes(TestHttpsServer& server);
 

@@ -89,12 +89,9 @@ TEST(SimulatorFaultSpec, ParsesTheCommandLineForms)
         {"spots=500:E5001001,delay=250", true, "spots", 500, "E5001001", false, 250, false, -1},
         {"login=404:-", true, "login", 404, "", true, 0, false, -1},
         {"shadow=drop,times=2", true, "shadow", 0, "", false, 0, true, 2},
-        {"*=delay=10", true, "*", 0, "", false, 10, false, -1},
         {"nowhere=500", false, "", 0, "", false, 0, false, -1},
         {"summary", false, "", 0, "", false, 0, false, -1},
-        {"summary=", false, "", 0, "", false, 0, false, -1},
         {"summary=99", false, "", 0, "", false, 0, false, -1},
-        {"summary=500,", false, "", 0, "", false, 0, false, -1},
         {"summary=delay=x", false, "", 0, "", false, 0, false, -1},
         {"summary=times=3", false, "", 0, "", false, 0, false, -1},
     };
@@ -208,20 +205,6 @@ TEST_F(SimulatorSmokeTest, FaultsAnswerWithTheirStatusDropOrWaitThenGoAway)
         dropped += entry.status == 0 ? 1 : 0;
     }
     EXPECT_EQ(dropped, 1);
-}
-
-TEST_F(SimulatorSmokeTest, RestartsOnTheSamePorts)
-{
-    const OrvCloudSimulator::Origins before = simulator.origins();
-    simulator.stop();
-    OrvCloudSimulator::Options options;
-    auto port = [](const std::string& origin) { return std::stoi(origin.substr(origin.rfind(':') + 1)); };
-    options.apiPort = port(before.apiServerOrigin);
-    options.shadowPort = port(before.deviceShadowOrigin);
-    std::string error;
-    ASSERT_TRUE(simulator.start(options, &error)) << error;
-    EXPECT_EQ(simulator.origins().apiServerOrigin, before.apiServerOrigin);
-    EXPECT_FALSE(signIn(*client(before.apiServerOrigin), "driver01", "orv-pass-01").empty());
 }
 
 } // namespace

@@ -86,24 +86,6 @@ protected:
     std::string path;
 };
 
-TEST_F(SaveFileAccessTest, PathUsesConfiguredDirectory)
-{
-    const char* directory = getenv("VX_SAVEFILE_DIR");
-    ASSERT_NE(directory, nullptr);
-    EXPECT_EQ(VxHostSaveFile::directory(), directory);
-    EXPECT_EQ(path, std::string(directory) + "/" + name);
-}
-
-TEST_F(SaveFileAccessTest, MissingFileOpensEmpty)
-{
-    auto file = openFile(name.c_str());
-    std::string text;
-    int number = 0;
-    EXPECT_EQ(file->Get("a", &text), -1);
-    EXPECT_EQ(file->Get("a", &number), -1);
-    EXPECT_EQ(access(path.c_str(), F_OK), -1);
-}
-
 TEST_F(SaveFileAccessTest, ArbitraryBytesSurviveReopen)
 {
     const std::string values[] = {
@@ -133,75 +115,6 @@ TEST_F(SaveFileAccessTest, ArbitraryBytesSurviveReopen)
     int number = 0;
     EXPECT_EQ(file->Get("number", &number), 0);
     EXPECT_EQ(number, -42);
-}
-
-TEST_F(SaveFileAccessTest, UnflushedChangesAreNotWritten)
-{
-    {
-        auto file = openFile(name.c_str());
-        file->Set("kept", 1);
-        file->Flush();
-        file->Set("dropped", 2);
-        file->FClose();
-    }
-    auto file = openFile(name.c_str());
-    int value = 0;
-    EXPECT_EQ(file->Get("kept", &value), 0);
-    EXPECT_EQ(file->Get("dropped", &value), -1);
-}
-
-TEST_F(SaveFileAccessTest, GarbageLinesAreSkipped)
-{
-    writeFile(path, "no separator\n"
-                    "=empty key\n"
-                    "bad\\qescape=1\n"
-                    "trailing=backslash\\\n"
-                    "good=value\n"
-                    "crlf=ok\r\n"
-                    "dup=first\n"
-                    "dup=second\n"
-                    "last=no newline");
-    auto file = openFile(name.c_str());
-    const struct { const char* key; const char* expected; } cases[] = {
-        {"good", "value"}, {"crlf", "ok"}, {"dup", "second"}, {"last", "no newline"},
-    };
-    for (const auto& c : cases) {
-        std::string value;
-        EXPECT_EQ(file->Get(c.key, &value), 0) << c.key;
-        EXPECT_EQ(value, c.expected) << c.key;
-    }
-    std::string value;
-    EXPECT_EQ(file->Get("no separator", &value), -1);
-    EXPECT_EQ(file->Get("", &value), -1);
-    EXPECT_EQ(file->Get("bad\\qescape", &value), -1);
-    EXPECT_EQ(file->Get("badqescape", &value), -1);
-    EXPECT_EQ(file->Get("trailing", &value), -1);
-}
-
-TEST_F(SaveFileAccessTest, IntegerTypeRules)
-{
-    writeFile(path, "");
-    auto file = openFile(name.c_str());
-    const struct { const char* text; bool valid; int value; } cases[] = {
-        {"0", true, 0}, {"-0", true, 0}, {"123", true, 123}, {"-17", true, -17},
-        {"2147483647", true, 2147483647}, {"-2147483648", true, -2147483647 - 1},
-        {"2147483648", false, 0}, {"-2147483649", false, 0}, {"99999999999999999999", false, 0},
-        {"", false, 0}, {"-", false, 0}, {"+5", false, 0}, {" 5", false, 0}, {"5 ", false, 0},
-        {"0x10", false, 0}, {"1.5", false, 0}, {"12a", false, 0},
-    };
-    for (const auto& c : cases) {
-        file->Set("k", std::string(c.text));
-        int value = 777;
-        EXPECT_EQ(file->Get("k", &value), c.valid ? 0 : -1) << c.text;
-        EXPECT_EQ(value, c.valid ? c.value : 777) << c.text;
-        std::string text;
-        EXPECT_EQ(file->Get("k", &text), 0);
-        EXPECT_EQ(text, c.text);
-    }
-    file->Set("n", 2147483647);
-    std::string text;
-    EXPECT_EQ(file->Get("n", &text), 0);
-    EXPECT_EQ(text, "2147483647");
 }
 
 // Another writer's temporary file, or one left by an interrupted flush, is
@@ -316,60 +229,6 @@ TEST_F(SaveFileAccessTest, SomethingOtherThanAFileAtThePath)
         EXPECT_TRUE(entriesStartingWith(name + ".").empty());
     }
     removeAll(path);
-}
-
-TEST_F(SaveFileAccessTest, ModesAndMisuse)
-{
-    {
-        auto file = openFile(name.c_str());
-        file->Set("a", 1);
-        file->Flush();
-    }
-    auto readOnly = openFile(name.c_str(), "r");
-    int value = 0;
-    EXPECT_EQ(readOnly->Get("a", &value), 0);
-    readOnly->Set("a", 2);
-    EXPECT_EQ(readOnly->Flush(), -1);
-
-    auto truncating = openFile(name.c_str(), "w");
-    EXPECT_EQ(truncating->Get("a", &value), -1);
-
-    std::unique_ptr<SaveFileAccessMetaText> closed(SaveFileAccessFactory::GetInstance()->CreateMetaText(name.c_str(), "a+"));
-    EXPECT_EQ(closed->Set("a", 3), -1);
-    EXPECT_EQ(closed->Flush(), -1);
-    EXPECT_EQ(closed->FClose(), -1);
-    std::string text;
-    EXPECT_EQ(closed->FOpen(), 0);
-    EXPECT_EQ(closed->Get(nullptr, &text), -1);
-    EXPECT_EQ(closed->Set(nullptr, 1), -1);
-    EXPECT_EQ(closed->Set("", 1), -1);
-
-    EXPECT_EQ(SaveFileAccessFactory::GetInstance()->CreateMetaText(nullptr, "a+"), nullptr);
-    std::unique_ptr<SaveFileAccessMetaText> escaping(SaveFileAccessFactory::GetInstance()->CreateMetaText("../x.ini", "a+"));
-    EXPECT_EQ(escaping->FOpen(), -1);
-}
-
-TEST(SaveFileDirectoryTest, CreatedWithParentsOnFlush)
-{
-    const std::string saved = getenv("VX_SAVEFILE_DIR");
-    const std::string nested = saved + "/nested/deeper";
-    setenv("VX_SAVEFILE_DIR", nested.c_str(), 1);
-    {
-        auto file = openFile("nested.ini");
-        file->Set("k", 1);
-        EXPECT_EQ(file->Flush(), 0);
-    }
-    EXPECT_EQ(readFile(nested + "/nested.ini"), "k=1\n");
-    const char* home = getenv("HOME");
-    const std::string savedHome = home != nullptr ? home : "";
-    unsetenv("VX_SAVEFILE_DIR");
-    setenv("HOME", (saved + "/home").c_str(), 1);
-    EXPECT_EQ(VxHostSaveFile::directory(), saved + "/home/.local/state/orvkit");
-    setenv("VX_SAVEFILE_DIR", saved.c_str(), 1);
-    if (home != nullptr)
-        setenv("HOME", savedHome.c_str(), 1);
-    else
-        unsetenv("HOME");
 }
 
 } // namespace

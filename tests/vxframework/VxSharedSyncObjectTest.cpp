@@ -134,14 +134,4 @@ TEST(VxSharedSyncObjectTest, ExcludesThreadsOfOneProcess)
     EXPECT_EQ(counter, 900);
 }
 
-TEST(VxSharedSyncObjectTest, LockFileLivesInConfiguredDirectory)
-{
-    const char* directory = getenv("VX_LOCK_DIR");
-    ASSERT_NE(directory, nullptr);
-    VxSharedSyncObject lock("named/with/slashes");
-    ASSERT_EQ(lock.Lock(100), 0);
-    EXPECT_EQ(access((std::string(directory) + "/vx-named_with_slashes.lock").c_str(), F_OK), 0);
-    lock.Unlock();
-}
-
 } // namespace
