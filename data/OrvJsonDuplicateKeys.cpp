@@ -20,13 +20,14 @@ struct Key
 {
     size_t quote;  // offset of the opening quote
     size_t length; // bytes between the quotes
-    bool escaped;
+    uint64_t print;
 };
 
 struct Level
 {
     bool object;
     bool expectKey;
+    bool escaped;    // one of its keys holds an escape
     size_t firstKey; // this object's keys in the scan's key list begin here
 };
 
@@ -83,11 +84,18 @@ uint64_t fingerprint(const char* start, size_t length)
 
 // Without escapes two keys are equal for Qt exactly when their bytes are, so
 // keys whose fingerprints all differ cannot repeat.
-bool mayRepeat(const char* text, const Key* keys, size_t count, std::vector<uint64_t>& prints)
+bool mayRepeat(const Key* keys, size_t count, std::vector<uint64_t>& prints)
 {
+    if (count <= 8) {
+        for (size_t i = 0; i + 1 < count; ++i)
+            for (size_t j = i + 1; j < count; ++j)
+                if (keys[i].print == keys[j].print)
+                    return true;
+        return false;
+    }
     prints.clear();
     for (size_t i = 0; i < count; ++i)
-        prints.push_back(fingerprint(text + keys[i].quote + 1, keys[i].length));
+        prints.push_back(keys[i].print);
     std::sort(prints.begin(), prints.end());
     return std::adjacent_find(prints.begin(), prints.end()) != prints.end();
 }
@@ -138,22 +146,24 @@ OrvJsonDuplicateKeys::Outcome OrvJsonDuplicateKeys::renameEarlier(const char* te
     while (at < length) {
         const char c = text[at];
         if (c == '"') {
-            Key key{at, 0, false};
+            const size_t quote = at;
+            bool escaped = false;
             at = stringStop(text, at + 1, length);
             while (at < length && text[at] == '\\') {
-                key.escaped = true;
+                escaped = true;
                 at = stringStop(text, at + 2, length);
             }
             if (at >= length)
                 break;
             ++at;
             if (!levels.empty() && levels.back().expectKey) {
-                key.length = at - key.quote - 2;
-                keys.push_back(key);
+                const size_t keyLength = at - quote - 2;
+                keys.push_back(Key{quote, keyLength, fingerprint(text + quote + 1, keyLength)});
                 levels.back().expectKey = false;
+                levels.back().escaped = levels.back().escaped || escaped;
             }
         } else if (c == '{' || c == '[') {
-            levels.push_back(Level{c == '{', c == '{', keys.size()});
+            levels.push_back(Level{c == '{', c == '{', false, keys.size()});
             ++at;
         } else if (c == '}' || c == ']') {
             if (levels.empty())
@@ -162,8 +172,7 @@ OrvJsonDuplicateKeys::Outcome OrvJsonDuplicateKeys::renameEarlier(const char* te
             levels.pop_back();
             const Key* first = keys.data() + level.firstKey;
             const size_t count = keys.size() - level.firstKey;
-            const bool escaped = std::any_of(first, first + count, [](const Key& key) { return key.escaped; });
-            if (count > 1 && (escaped || mayRepeat(text, first, count, prints))) {
+            if (count > 1 && (level.escaped || mayRepeat(first, count, prints))) {
                 suspects.insert(suspects.end(), first, first + count);
                 objectEnds.push_back(suspects.size());
             }

@@ -13,9 +13,12 @@
 // fromJson(body) decodes a response body (it ends at the first zero byte);
 // it returns false when the body is not JSON or its top level is empty or of
 // the wrong kind (object or array), and then changes nothing. A missing key
-// gives the member's default unless noted otherwise.
+// gives the member's default unless noted otherwise; when an object repeats
+// a key, the last value wins.
 // serialize/unserialize write and read the members in declaration order; a
-// list is a 32-bit count followed by its elements.
+// list is its count (unsigned int) followed by its elements. unserialize
+// trusts no count: a list ends where the archive's reads stop delivering,
+// keeping the elements read whole.
 // copyFrom copies a record of the same class and returns false otherwise.
 namespace OrvKitDat {
 

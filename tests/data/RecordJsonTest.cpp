@@ -149,35 +149,6 @@ TEST(RecordJson, GenresHaveExactlyTwoLevels)
     EXPECT_TRUE(genres.mainGenres[1].subGenres.empty());
 }
 
-TEST(RecordJson, JapaneseTextSurvivesDecodeAndArchive)
-{
-    const std::string body =
-        R"({"id":"s-001","folderId":"f-9","lon":139.745433,"lat":35.658581,"prefCode":"13","cityCode":"13103",)"
-        R"("name":"東京タワー","yomi":"とうきょうたわー","zipCode":"105-0011",)"
-        R"("address":"東京都港区芝公園４丁目２−８","tel":"03-3433-5111","memo":"展望台は１５０ｍ 🗼",)"
-        R"("url":"https://example.jp/tower","genreCodeL":3,"genreCodeM":31,"genreCodeS":311,"genreCodeSS":3111,)"
-        R"("genreName":"観光名所","spotCode":"SC-1","groupCode":4,"chainCode":5,"recordSeq":6,"roadType":1,)"
-        R"("createdAt":"2024-01-02T03:04:05+09:00","updatedAt":"2024-02-03T04:05:06+09:00",)"
-        R"("routePoints":[{"pstAttcode":"入口","rspType":1,"priority":2,"lon":139.7451,"lat":35.6583}]})";
-    BookmarksSpotDetailResponse spot;
-    ASSERT_TRUE(spot.fromJson(bytesOf(body)));
-    EXPECT_EQ(spot.name, "東京タワー");
-    EXPECT_EQ(spot.yomi, "とうきょうたわー");
-    EXPECT_EQ(spot.address, "東京都港区芝公園４丁目２−８");
-    EXPECT_EQ(spot.memo, "展望台は１５０ｍ 🗼");
-    EXPECT_EQ(spot.genreName, "観光名所");
-    EXPECT_EQ(spot.lon, 139.745433);
-    EXPECT_EQ(spot.roadType, 1u);
-    ASSERT_EQ(spot.routePoints.size(), 1u);
-    EXPECT_EQ(spot.routePoints[0].pstAttcode, "入口");
-
-    VxSerialization::Archive archive;
-    spot.serialize(archive);
-    BookmarksSpotDetailResponse copy;
-    copy.unserialize(archive);
-    EXPECT_EQ(dumpRecord(copy), dumpRecord(spot));
-}
-
 TEST(RecordJson, LargeBodiesDecode)
 {
     std::string body = R"({"all":20000,"spots":[)";
