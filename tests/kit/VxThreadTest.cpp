@@ -77,56 +77,45 @@ struct Owner
 
 } // namespace
 
-TEST(VxThread, WaitExitWithoutThreadReturnsAtOnce)
+TEST(VxThread, HooksRunInOrderAndFailuresSkipTheRest)
 {
-    Owner owner(Owner::Behaviour::Return);
-    VxThread<Owner> thread(&owner);
-    EXPECT_EQ(thread.getThreadId(), VxThread<Owner>::kNoThread);
-    EXPECT_EQ(thread.WaitExit(1000), 1);
-}
-
-TEST(VxThread, RunsHooksInOrderAndUnregistersOnJoin)
-{
-    Owner owner(Owner::Behaviour::Return);
-    VxThread<Owner> thread(&owner);
-    thread.Start("short");
-    const unsigned long id = thread.getThreadId();
-    ASSERT_NE(id, VxThread<Owner>::kNoThread);
-    EXPECT_EQ(thread.WaitExit(1000), 1);
-    EXPECT_TRUE(owner.initialized && owner.mainRan && owner.finalized);
-    VxThreadMng::ThreadInfo info;
-    EXPECT_FALSE(VxThreadMng::GetInstance()->findThreadInfo(id, info));
-    EXPECT_EQ(thread.getThreadId(), VxThread<Owner>::kNoThread);
-}
-
-TEST(VxThread, FailedInitializeSkipsTheRest)
-{
-    Owner owner(Owner::Behaviour::FailInit);
-    VxThread<Owner> thread(&owner);
-    thread.Start("init-fails");
-    EXPECT_EQ(thread.WaitExit(1000), 1);
-    EXPECT_TRUE(owner.initialized);
-    EXPECT_FALSE(owner.mainRan);
-    EXPECT_FALSE(owner.finalized);
-}
-
-TEST(VxThread, ExceptionsAreReportedAndSkipFinalize)
-{
-    struct Case { Owner::Behaviour behaviour; const char* report; const char* banner; };
+    struct Case
+    {
+        Owner::Behaviour behaviour;
+        bool mainRan;
+        bool finalized;
+        const char* report;  // null: nothing reported
+        const char* banner;
+    };
     const Case cases[] = {
-        {Owner::Behaviour::ThrowStd, "what [boom]", "VxThread.h(426)"},
-        {Owner::Behaviour::ThrowOther, "catch exception. thread name [thrower]", "VxThread.h(431)"},
+        {Owner::Behaviour::Return, true, true, nullptr, nullptr},
+        {Owner::Behaviour::FailInit, false, false, nullptr, nullptr},
+        {Owner::Behaviour::ThrowStd, true, false, "what [boom]", "VxThread.h(426)"},
+        {Owner::Behaviour::ThrowOther, true, false, "catch exception. thread name [worker]", "VxThread.h(431)"},
     };
     for (const Case& c : cases) {
+        SCOPED_TRACE(static_cast<int>(c.behaviour));
         DbgCapture capture;
         Owner owner(c.behaviour);
         VxThread<Owner> thread(&owner);
-        thread.Start("thrower");
+        EXPECT_EQ(thread.WaitExit(1000), 1) << "nothing to join yet";
+        thread.Start("worker");
+        const unsigned long id = thread.getThreadId();
+        ASSERT_NE(id, VxThread<Owner>::kNoThread);
         EXPECT_EQ(thread.WaitExit(1000), 1);
-        EXPECT_TRUE(owner.mainRan);
-        EXPECT_FALSE(owner.finalized);
-        EXPECT_EQ(capture.count(c.report), 1);
-        EXPECT_EQ(capture.count(c.banner), 1);
+        EXPECT_TRUE(owner.initialized);
+        EXPECT_EQ(owner.mainRan, c.mainRan);
+        EXPECT_EQ(owner.finalized, c.finalized);
+        VxThreadMng::ThreadInfo info;
+        EXPECT_FALSE(VxThreadMng::GetInstance()->findThreadInfo(id, info)) << "unregistered on join";
+        EXPECT_EQ(thread.getThreadId(), VxThread<Owner>::kNoThread);
+        if (c.report != nullptr) {
+            EXPECT_EQ(capture.count(c.report), 1);
+            EXPECT_EQ(capture.count(c.banner), 1);
+        } else {
+            EXPECT_EQ(capture.count("VxThread.h("), 0);
+        }
+        EXPECT_EQ(capture.count("timed out"), 0);
     }
 }
 
@@ -140,16 +129,6 @@ TEST(VxThread, WatchdogReportsOnceAndJoinStillCompletes)
     EXPECT_TRUE(owner.finalized) << "the watchdog must not cut the join short";
     EXPECT_EQ(capture.count("WaitExit() timed out[50ms]. thread name[sleeper]"), 1);
     EXPECT_EQ(capture.count("VxThread.h(298)"), 1);
-}
-
-TEST(VxThread, NoWatchdogReportForAPromptExit)
-{
-    DbgCapture capture;
-    Owner owner(Owner::Behaviour::Return);
-    VxThread<Owner> thread(&owner);
-    thread.Start("prompt");
-    EXPECT_EQ(thread.WaitExit(1000), 1);
-    EXPECT_EQ(capture.count("timed out"), 0);
 }
 
 TEST(VxThread, LongNameIsCutForTheKernelOnly)
