@@ -97,7 +97,6 @@ TEST_F(OrvServerServiceTest, EveryRequestOffersTls12Only)
     prefs.authServerOrigin = prefs.apiServerOrigin = modern.origin();
     prefs.certificateOrigin = prefs.deviceShadowOrigin = modern.origin();
     storeToken(kStoredToken, 0); // the login goes to the server
-    openKit(prefs);
     const struct
     {
         unsigned long code;
@@ -114,6 +113,8 @@ TEST_F(OrvServerServiceTest, EveryRequestOffersTls12Only)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.code);
+        // A fresh kit each time: an open connection keeps the TLS settings of its first request.
+        openKit(prefs);
         const std::vector<Message> heard = session->run(c.code, c.data, {c.success, c.failure});
         ASSERT_FALSE(heard.empty());
         EXPECT_EQ(heard.back().id, c.failure);
