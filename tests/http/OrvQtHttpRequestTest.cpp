@@ -1,3 +1,4 @@
+// The request objects against a real HTTPS server on loopback.
 #include "http/OrvQtHttpDelete.h"
 #include "http/OrvQtHttpGet.h"
 #include "http/OrvQtHttpPost.h"
@@ -19,7 +20,6 @@
 #include <cstdlib>
 #include <functional>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -36,16 +36,14 @@ struct Outcome
     unsigned int context;
 };
 
-class Listener : public QtHttpRequestListener
+struct Listener : QtHttpRequestListener
 {
-public:
-    void onHttpFinished(unsigned int networkError, unsigned int httpStatus, const std::vector<unsigned char>& body,
+    void onHttpFinished(unsigned int error, unsigned int status, const std::vector<unsigned char>& body,
                         unsigned int context) override
     {
-        finished.push_back(Outcome{networkError, httpStatus, std::string(body.begin(), body.end()), context});
+        finished.push_back(Outcome{error, status, std::string(body.begin(), body.end()), context});
     }
     void onHttpCanceled(unsigned int context) override { canceled.push_back(context); }
-
     size_t events() const { return finished.size() + canceled.size(); }
 
     std::vector<Outcome> finished;
@@ -67,28 +65,19 @@ bool pumpUntil(const std::function<bool()>& done, int timeoutMs = 10000)
     return true;
 }
 
-QSslConfiguration clientConfiguration(const TestPki::Identity& client, const TestPki::Identity& ca)
-{
-    QSslConfiguration config = QSslConfiguration::defaultConfiguration();
-    config.setProtocol(QSsl::TlsV1_2);
-    config.setCaCertificates({QSslCertificate(QByteArray::fromStdString(ca.certificatePem), QSsl::Pem)});
-    config.setLocalCertificateChain({QSslCertificate(QByteArray::fromStdString(client.certificatePem), QSsl::Pem)});
-    config.setPrivateKey(QSslKey(QByteArray::fromStdString(client.privateKeyPem), QSsl::Rsa, QSsl::Pem,
-                                 QSsl::PrivateKey));
-    return config;
-}
-
 class HttpRequestTest : public ::testing::Test
 {
 protected:
     static void SetUpTestSuite() { pki = new TestPki("head-unit-0042"); }
-    static void TearDownTestSuite()
-    {
-        delete pki;
-        pki = nullptr;
-    }
+    static void TearDownTestSuite() { delete pki; }
 
     void SetUp() override { start(TestHttpsServer::tls(*pki)); }
+    void TearDown() override
+    {
+        requests.clear();
+        manager.reset(); // the client goes first, so that the server's cuts are not seen
+        server.reset();
+    }
 
     void start(const TestHttpsServer::Config& config)
     {
@@ -97,13 +86,6 @@ protected:
         server.reset(new TestHttpsServer(config));
         ASSERT_TRUE(server->start());
         manager.reset(new QNetworkAccessManager());
-    }
-
-    void TearDown() override
-    {
-        requests.clear();
-        manager.reset(); // the client goes first, so that the server's cuts are not seen
-        server.reset();
     }
 
     template <typename T>
@@ -139,8 +121,7 @@ TEST_F(HttpRequestTest, FirstValueWinsInitializeResetsAndNothingStartsWithoutUrl
     request->setRequestProperty("Content-Type", "b");
     request->setRequestParameter("k", "1");
     request->setRequestParameter("k", "2");
-    std::map<std::string, std::string> properties;
-    std::map<std::string, std::string> parameters;
+    std::map<std::string, std::string> properties, parameters;
     request->getRequestProperties(properties);
     request->getRequestParameters(parameters);
     EXPECT_EQ(properties, (std::map<std::string, std::string>{{"Content-Type", "a"}}));
@@ -154,8 +135,7 @@ TEST_F(HttpRequestTest, FirstValueWinsInitializeResetsAndNothingStartsWithoutUrl
     request->getRequestProperties(properties);
     std::vector<unsigned char> bytes;
     request->getMultiPartParam(bytes);
-    EXPECT_TRUE(properties.empty());
-    EXPECT_TRUE(bytes.empty());
+    EXPECT_TRUE(properties.empty() && bytes.empty());
     EXPECT_EQ(request->getSslProtocol(), Req::SSL_PROTOCOL_SSLV3);
     EXPECT_TRUE(request->getIgnoreSslError());
     EXPECT_EQ(request->getTimeout(), 30000);
@@ -168,7 +148,6 @@ TEST_F(HttpRequestTest, FirstValueWinsInitializeResetsAndNothingStartsWithoutUrl
     orphan.execute();
     orphan.execute2(QSslConfiguration::defaultConfiguration());
     EXPECT_EQ(request->getStatus(), Req::STATUS_NONE);
-    EXPECT_TRUE(request->isEnableDelete());
     EXPECT_EQ(orphan.getStatus(), Req::STATUS_NONE);
     // A request that does start: its answer comes after anything the others could have sent.
     make<OrvQtHttpGet>("/x", 9)->execute();
@@ -180,26 +159,17 @@ TEST_F(HttpRequestTest, FirstValueWinsInitializeResetsAndNothingStartsWithoutUrl
 
 TEST_F(HttpRequestTest, ProtocolTableAndRetryRule)
 {
-    const std::pair<int, QSsl::SslProtocol> protocols[] = {
-        {0, QSsl::SecureProtocols}, {1, QSsl::SslV2},      {2, QSsl::SslV3},
-        {3, QSsl::TlsV1_0},         {4, QSsl::TlsV1_1},    {5, QSsl::TlsV1_2},
-        {6, QSsl::TlsV1SslV3},      {7, QSsl::SecureProtocols}, {-1, QSsl::SecureProtocols},
-    };
-    for (const auto& p : protocols)
-        EXPECT_EQ(Req::toQtProtocol(static_cast<Req::eSslProtocol>(p.first)), p.second) << p.first;
-
-    const struct
-    {
-        unsigned int error;
-        unsigned int status;
-        bool retry;
-    } rules[] = {
-        {0, 200, false}, {2, 200, true}, {2, 100, true}, {2, 299, true},
-        {2, 300, false}, {2, 99, false}, {2, 0, false},  {999, 302, false},
-    };
+    const QSsl::SslProtocol protocols[] = {QSsl::SecureProtocols, QSsl::SslV2,   QSsl::SslV3,
+                                           QSsl::TlsV1_0,         QSsl::TlsV1_1, QSsl::TlsV1_2,
+                                           QSsl::TlsV1SslV3,      QSsl::SecureProtocols};
+    for (int value = -1; value <= 7; ++value)
+        EXPECT_EQ(Req::toQtProtocol(static_cast<Req::eSslProtocol>(value)), protocols[value < 0 ? 0 : value]) << value;
+    // Only a transport error that came with a 1xx or 2xx status is retried.
+    const unsigned int rules[][3] = {{0, 200, 0}, {2, 200, 1}, {2, 100, 1}, {2, 299, 1},
+                                     {2, 300, 0}, {2, 99, 0},  {2, 0, 0},   {999, 302, 0}};
     OrvQtHttpGet request(nullptr, nullptr, nullptr);
     for (const auto& r : rules)
-        EXPECT_EQ(request.shouldRetry(r.error, r.status), r.retry) << r.error << "/" << r.status;
+        EXPECT_EQ(request.shouldRetry(r[0], r[1]), r[2] == 1) << r[0] << "/" << r[1];
 }
 
 TEST_F(HttpRequestTest, GetAndDeleteSendQueryInKeyOrderAndHeaders)
@@ -302,62 +272,35 @@ TEST_F(HttpRequestTest, PostBodyForms)
     EXPECT_EQ(server->requestCount(), cases.size());
 }
 
-TEST_F(HttpRequestTest, OneTextIsWrittenOneWayInPathQueryAndForm)
-{
-    const std::string text = "M\xC3\xA9 D\xE9";
-    const std::string encoded = "M%C3%83%C2%A9%20D%C3%A9";
-    OrvQtHttpGet* get = make<OrvQtHttpGet>("/p/" + text, 1);
-    get->setRequestParameter("t", text);
-    get->execute();
-    OrvQtHttpPost* post = make<OrvQtHttpPost>("/p/" + text, 2);
-    post->setRequestParameter("t", text);
-    post->execute();
-    ASSERT_TRUE(waitForOutcome(2));
-    ASSERT_EQ(server->requestCount(), 2u);
-    for (const TestHttpsServer::Request& seen : server->requests()) {
-        SCOPED_TRACE(seen.method);
-        if (seen.method == "GET") {
-            EXPECT_EQ(seen.target, "/p/" + encoded + "?t=" + encoded);
-        } else {
-            EXPECT_EQ(seen.target, "/p/" + encoded);
-            EXPECT_EQ(seen.body, "t=" + encoded);
-        }
-    }
-}
-
 TEST_F(HttpRequestTest, TimeOutReportsAbortWithoutBody)
 {
     server->route("GET", "/slow", Reply::delayed(5000, Reply::ok("late")));
     Reply stalled = Reply::truncated(std::string(4000, 'x'), 1000);
     stalled.stallMs = 5000;
     server->route("GET", "/stalled", stalled);
-
     // Under an emulator the TLS handshake alone can take longer than 200 ms.
     const int timeoutMs = std::getenv("ORVKIT_TEST_EMULATOR") != nullptr ? 1000 : 200;
     LogCapture log;
     QElapsedTimer clock;
     clock.start();
-    OrvQtHttpGet* slow = make<OrvQtHttpGet>("/slow", 1);
-    slow->setTimeout(timeoutMs);
-    slow->setRetryCount(3); // a time-out without a status is not retried
-    slow->execute();
-    OrvQtHttpGet* partial = make<OrvQtHttpGet>("/stalled", 2);
-    partial->setTimeout(timeoutMs);
-    partial->execute();
+    unsigned int context = 0;
+    for (const char* path : {"/slow", "/stalled"}) {
+        OrvQtHttpGet* request = make<OrvQtHttpGet>(path, ++context);
+        request->setTimeout(timeoutMs);
+        request->setRetryCount(context == 1 ? 3 : 0); // a time-out without a status is not retried
+        request->execute();
+    }
     ASSERT_TRUE(waitForOutcome(2, 15 * timeoutMs));
     EXPECT_LT(clock.elapsed(), 10 * timeoutMs);
-    ASSERT_TRUE(listener.canceled.empty());
+    ASSERT_EQ(listener.finished.size(), 2u);
     for (const Outcome& o : listener.finished) {
         EXPECT_EQ(o.error, 5u);
         EXPECT_EQ(o.status, o.context == 1 ? 0u : 200u);
         EXPECT_EQ(o.body, "") << "context " << o.context;
     }
     EXPECT_EQ(server->requestCount(), 2u);
-    const std::string timedOut = " timed out after " + std::to_string(timeoutMs) + " ms, aborted";
-    EXPECT_EQ(log.linesWith({"orvkit.http: request GET " + server->url("/slow") + timedOut}).size(), 1u)
-        << log.joined();
-    const std::string aborted = " direct -> status 0 error 5 \"Operation canceled\" 0 B ";
-    EXPECT_EQ(log.linesWith({"request GET " + server->url("/slow") + aborted, " ms, timed out"}).size(), 1u)
+    EXPECT_EQ(log.linesWith({"orvkit.http: request GET " + server->url("/slow") + " timed out after " +
+                             std::to_string(timeoutMs) + " ms, aborted"}).size(), 1u)
         << log.joined();
 }
 
@@ -479,27 +422,11 @@ TEST_F(HttpRequestTest, TlsErrorsIgnoredByDefaultAndFatalOtherwise)
     manager.reset();
 }
 
-TEST_F(HttpRequestTest, LargeBodyArrivesWhole)
-{
-    std::mt19937 generator(12345);
-    std::string payload(3 * 1024 * 1024 + 17, '\0');
-    for (char& c : payload)
-        c = static_cast<char>(generator() & 0xFF);
-    server->route("GET", "/big", Reply::ok(payload, "application/octet-stream"));
-    make<OrvQtHttpGet>("/big", 2)->execute();
-    ASSERT_TRUE(waitForOutcome(1, 20000));
-    EXPECT_EQ(listener.finished[0].error, 0u);
-    EXPECT_EQ(listener.finished[0].body.size(), payload.size());
-    EXPECT_TRUE(listener.finished[0].body == payload);
-}
-
 TEST_F(HttpRequestTest, MutualTlsNeedsExecute2WithTheRightCertificate)
 {
     start(TestHttpsServer::mutualTls(*pki));
     const TestPki::Identity foreign = pki->issueClientCertificate("intruder", true);
     ASSERT_FALSE(foreign.certificatePem.empty());
-    const std::string path = "/things/M-1/shadow";
-    const Reply flaky = Reply::truncated("{\"state\":1}", 3);
     const struct
     {
         const char* name;
@@ -517,27 +444,28 @@ TEST_F(HttpRequestTest, MutualTlsNeedsExecute2WithTheRightCertificate)
     unsigned int context = 0;
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        server->route("POST", path, c.retryCount > 0 ? flaky : Reply::ok("{\"state\":1}"));
+        server->route("POST", "/shadow", c.retryCount > 0 ? Reply::truncated("{}", 1) : Reply::ok("{}"));
         server->clearRequests();
         manager.reset(new QNetworkAccessManager()); // no connection to reuse
-        OrvQtHttpPost* post = make<OrvQtHttpPost>(path, ++context);
-        post->setRequestProperty("Content-Type", "application/json");
-        const std::string json = "{\"pos\":[1,2]}";
-        post->setMultiPartParam(std::vector<unsigned char>(json.begin(), json.end()));
+        OrvQtHttpPost* post = make<OrvQtHttpPost>("/shadow", ++context);
+        post->setMultiPartParam({'{', '}'});
         post->setRetryCount(c.retryCount);
-        if (c.client != nullptr)
-            post->execute2(clientConfiguration(*c.client, pki->ca()));
-        else
+        if (c.client != nullptr) {
+            QSslConfiguration config = QSslConfiguration::defaultConfiguration();
+            config.setProtocol(QSsl::TlsV1_2);
+            config.setLocalCertificateChain({QSslCertificate(QByteArray::fromStdString(c.client->certificatePem))});
+            config.setPrivateKey(QSslKey(QByteArray::fromStdString(c.client->privateKeyPem), QSsl::Rsa));
+            post->execute2(config);
+        } else {
             post->execute();
+        }
         ASSERT_TRUE(waitForOutcome(context));
         EXPECT_EQ(listener.finished.back().error, c.error);
-        EXPECT_EQ(listener.finished.back().body, c.error == 0 ? "{\"state\":1}" : "");
         ASSERT_EQ(server->requestCount(), c.requests);
         if (c.requests > 0) {
             EXPECT_EQ(server->lastRequest().clientCommonName, "head-unit-0042");
-            EXPECT_EQ(server->lastRequest().body, json);
+            EXPECT_EQ(server->lastRequest().body, "{}");
         }
     }
 }
-
 } // namespace

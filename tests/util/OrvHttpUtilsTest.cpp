@@ -7,121 +7,80 @@
 
 namespace {
 
-struct Field
-{
-    std::string key;
-    std::string value;
-};
+enum class Kind { Form, Binary, Json };
 
-std::string asText(const std::vector<unsigned char>& bytes)
+// Builds with both overloads, which must agree; the text comes after "x".
+std::string build(Kind kind, const std::vector<std::pair<std::string, std::string>>& fields)
 {
-    return std::string(bytes.begin(), bytes.end());
-}
-
-std::vector<unsigned char> asBytes(const std::string& text)
-{
-    return std::vector<unsigned char>(text.begin(), text.end());
-}
-
-// Both containers must hold the same text after the same calls.
-std::string formOf(const std::vector<Field>& fields, bool binary)
-{
-    std::string text;
-    std::vector<unsigned char> bytes;
+    std::string text = "x";
+    std::vector<unsigned char> bytes{'x'};
     for (size_t i = 0; i < fields.size(); ++i) {
-        if (binary) {
-            OrvHttpUtils::appendBinaryParameter(text, fields[i].key, asBytes(fields[i].value), i == 0);
-            OrvHttpUtils::appendBinaryParameter(bytes, fields[i].key, asBytes(fields[i].value), i == 0);
-        } else {
-            OrvHttpUtils::appendTextParameter(text, fields[i].key, fields[i].value, i == 0);
-            OrvHttpUtils::appendTextParameter(bytes, fields[i].key, fields[i].value, i == 0);
-        }
-    }
-    EXPECT_EQ(text, asText(bytes));
-    return text;
-}
-
-std::string jsonOf(const std::vector<Field>& fields)
-{
-    std::string text;
-    std::vector<unsigned char> bytes;
-    for (size_t i = 0; i < fields.size(); ++i) {
+        const std::string& key = fields[i].first;
+        const std::string& value = fields[i].second;
+        const std::vector<unsigned char> raw(value.begin(), value.end());
         const bool first = i == 0;
         const bool last = i + 1 == fields.size();
-        OrvHttpUtils::appendTextParameter(text, fields[i].key, fields[i].value, first, last);
-        OrvHttpUtils::appendTextParameter(bytes, fields[i].key, fields[i].value, first, last);
+        switch (kind) {
+        case Kind::Form:
+            OrvHttpUtils::appendTextParameter(text, key, value, first);
+            OrvHttpUtils::appendTextParameter(bytes, key, value, first);
+            break;
+        case Kind::Binary:
+            OrvHttpUtils::appendBinaryParameter(text, key, raw, first);
+            OrvHttpUtils::appendBinaryParameter(bytes, key, raw, first);
+            break;
+        case Kind::Json:
+            OrvHttpUtils::appendTextParameter(text, key, value, first, last);
+            OrvHttpUtils::appendTextParameter(bytes, key, value, first, last);
+            break;
+        }
     }
-    EXPECT_EQ(text, asText(bytes));
+    EXPECT_EQ(text, std::string(bytes.begin(), bytes.end()));
     return text;
 }
 
 TEST(OrvHttpUtils, Builders)
 {
-    struct Case
+    const struct
     {
-        const char* name;
-        std::string (*build)(const std::vector<Field>&);
-        std::vector<Field> fields;
+        Kind kind;
+        std::vector<std::pair<std::string, std::string>> fields;
         std::string expected;
+    } cases[] = {
+        {Kind::Form, {{"a", "1"}, {"b", "2"}}, "xa=1&b=2"},
+        {Kind::Form, {{"q", "a b&c=d"}}, "xq=a b&c=d"}, // nothing escaped
+        {Kind::Form, {{"a", ""}, {"b", ""}}, "xa=&b="},
+        {Kind::Binary, {{"a", "1"}, {"key", ""}}, "xa=1&key="},
+        {Kind::Binary, {{"k", std::string("\x00\xff=&", 4)}}, std::string("xk=\x00\xff=&", 7)},
+        {Kind::Json, {{"a", "1"}}, "x{\n\"a\": \"1\"\n}\n"},
+        {Kind::Json, {{"a", "1"}, {"b", "x\"y"}}, "x{\n\"a\": \"1\",\n\"b\": \"x\"y\"\n}\n"}, // quote unescaped
     };
-    const auto form = [](const std::vector<Field>& f) { return formOf(f, false); };
-    const auto binary = [](const std::vector<Field>& f) { return formOf(f, true); };
-    const auto json = [](const std::vector<Field>& f) { return jsonOf(f); };
-    const std::vector<Case> cases = {
-        {"form pairs", form, {{"a", "1"}, {"b", "2"}}, "a=1&b=2"},
-        {"form nothing escaped", form, {{"q", "a b&c=d"}}, "q=a b&c=d"},
-        {"form empty value", form, {{"a", ""}, {"b", ""}}, "a=&b="},
-        {"binary first empty", binary, {{"key", ""}}, "key="},
-        {"binary later empty", binary, {{"a", "1"}, {"key", ""}}, "a=1&key="},
-        {"binary raw bytes", binary, {{"k", std::string("\x00\xff=&", 4)}}, std::string("k=\x00\xff=&", 6)},
-        {"json single", json, {{"a", "1"}}, "{\n\"a\": \"1\"\n}\n"},
-        {"json two", json, {{"a", "1"}, {"b", "x"}}, "{\n\"a\": \"1\",\n\"b\": \"x\"\n}\n"},
-        {"json unescaped quote", json, {{"a", "x\"y"}}, "{\n\"a\": \"x\"y\"\n}\n"},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(c.build(c.fields), c.expected) << c.name;
-    }
-}
-
-TEST(OrvHttpUtils, BuildersAppendToExistingContent)
-{
+    for (const auto& c : cases)
+        EXPECT_EQ(build(c.kind, c.fields), c.expected);
     std::string text = "prefix:";
     OrvHttpUtils::appendTextParameter(text, "a", "1", false);
     EXPECT_EQ(text, "prefix:&a=1");
-    std::vector<unsigned char> bytes = asBytes("x");
-    OrvHttpUtils::appendTextParameter(bytes, "a", "1", true, false);
-    EXPECT_EQ(asText(bytes), "x{\n\"a\": \"1\",\n");
 }
 
 TEST(OrvHttpUtils, Splitting)
 {
-    struct Case
+    const struct
     {
         std::string text;
         int delimiter; // -1: lines
         std::vector<std::string> expected;
-    };
-    const std::vector<Case> cases = {
-        {"a\r\nb", -1, {"a", "b"}},
-        {"a\n", -1, {"a"}},
-        {"a\n\nb", -1, {"a", "", "b"}},
-        {"", -1, {}},
-        {"\r\nx", -1, {"", "x"}},
-        {"a\rb\n", -1, {"a\rb"}},
-        {"a\r\r\n", -1, {"a\r"}},
-        {"x,,y", ',', {"x", "", "y"}},
-        {"x,", ',', {"x"}},
-        {",", ',', {""}},
-        {"a\r,b", ',', {"a\r", "b"}},
+    } cases[] = {
+        {"a\r\nb", -1, {"a", "b"}},  {"a\n", -1, {"a"}},    {"a\n\nb", -1, {"a", "", "b"}}, {"", -1, {}},
+        {"\r\nx", -1, {"", "x"}},    {"a\rb\n", -1, {"a\rb"}}, {"a\r\r\n", -1, {"a\r"}},
+        {"x,,y", ',', {"x", "", "y"}}, {"x,", ',', {"x"}},   {",", ',', {""}},  {"a\r,b", ',', {"a\r", "b"}},
         {"", ',', {}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         std::vector<std::string> out = {"kept"};
-        if (c.delimiter < 0) {
+        if (c.delimiter < 0)
             OrvHttpUtils::splitString(c.text, out);
-        } else {
+        else
             OrvHttpUtils::splitString(c.text, static_cast<char>(c.delimiter), out);
-        }
         std::vector<std::string> expected = {"kept"};
         expected.insert(expected.end(), c.expected.begin(), c.expected.end());
         EXPECT_EQ(out, expected) << "text: " << c.text;
