@@ -60,25 +60,25 @@ TEST(KitLifecycle, CallbacksRunOnTheLibrarysThreads)
     class ThreadListener : public RecordingListener
     {
     public:
-        void onOpenEnd() override { note(openThread, openName); RecordingListener::onOpenEnd(); }
-        void onCloseEnd() override { note(closeThread, closeName); RecordingListener::onCloseEnd(); }
+        void onOpenEnd() override { note(openThread, &openName); RecordingListener::onOpenEnd(); }
+        void onCloseEnd() override { note(closeThread, nullptr); RecordingListener::onCloseEnd(); }
         void onMessage(OrvKitDef::CmdData& message) override
         {
-            std::string ignored;
-            note(messageThread, ignored);
+            note(messageThread, nullptr);
             RecordingListener::onMessage(message);
         }
         std::thread::id openThread, closeThread, messageThread;
-        std::string openName, closeName;
+        std::string openName;
 
     private:
-        void note(std::thread::id& id, std::string& name)
+        void note(std::thread::id& id, std::string* name)
         {
             std::lock_guard<std::mutex> lock(mutex);
             id = std::this_thread::get_id();
             char text[32] = {};
             pthread_getname_np(pthread_self(), text, sizeof(text));
-            name = text;
+            if (name != nullptr)
+                *name = text;
         }
         std::mutex mutex;
     };
@@ -100,25 +100,6 @@ TEST(KitLifecycle, CallbacksRunOnTheLibrarysThreads)
     EXPECT_EQ(listener.openThread, listener.closeThread);
     EXPECT_NE(listener.messageThread, listener.openThread);
     EXPECT_NE(listener.messageThread, std::this_thread::get_id());
-}
-
-TEST(KitLifecycle, ReopenCreatesAFreshService)
-{
-    RecordingListener listener;
-    OrvKit kit;
-    kit.open();
-    // setListener after open still reaches the running service.
-    kit.setListener(&listener);
-    ASSERT_TRUE(waitUntilAccepted(kit));
-    kit.close();
-    ASSERT_TRUE(listener.waitForClose(1));
-    // The first open may or may not have been heard, depending on when the listener arrived.
-    const int opensBefore = listener.openCount();
-    ASSERT_EQ(kit.open(), 1);
-    ASSERT_TRUE(listener.waitForOpen(opensBefore + 1));
-    ASSERT_TRUE(waitUntilAccepted(kit));
-    kit.close();
-    ASSERT_TRUE(listener.waitForClose(2));
 }
 
 TEST(KitLifecycle, RemoveListenerWithAnyPointerSilences)
@@ -168,13 +149,4 @@ TEST(KitLifecycle, DestroyingTheKitClosesWhatWasOpenedAndIsQuick)
             EXPECT_EQ(listener.closeCount(), 1);
         }
     }
-}
-
-TEST(KitLifecycle, PreferencesCarryConfiguredDefaults)
-{
-    OrvKitPreferences defaults;
-    EXPECT_FALSE(defaults.apiServerOrigin.empty());
-    EXPECT_EQ(defaults.apiServerOrigin.find('/', 8), std::string::npos) << "an origin has no path";
-    EXPECT_NE(defaults.deviceShadowOrigin.find(":8443"), std::string::npos);
-    EXPECT_FALSE(defaults.verifyServerCertificates);
 }
