@@ -69,8 +69,6 @@ TEST(JsonDuplicateKeys, DeeplyNestedBodiesFailWithoutCrashing)
         objects += "{\"a\":";
     for (const std::string& body : {std::string(100000, '['), std::string(100000, '[') + std::string(100000, ']'),
                                     objects, objects + "1" + std::string(20000, '}')}) {
-        PlansResponse plans;
-        EXPECT_FALSE(plans.fromJson(bytesOf(body)));
         ErrorResponse error;
         EXPECT_FALSE(error.fromJson(bytesOf(body)));
     }

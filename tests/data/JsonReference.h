@@ -45,13 +45,6 @@ public:
             RecordSchema::describe(reader, items[static_cast<size_t>(i)]);
         }
     }
-    void operator()(const char* k, const RecordSchema::Texts& texts)
-    {
-        const QJsonArray elements = object[k].toArray();
-        texts.items.clear();
-        for (int i = 0; i < elements.size(); ++i)
-            texts.items.push_back(elements[i].toObject()[texts.elementKey].toString().toStdString());
-    }
     template <class F> void operator()(const char* k, const RecordSchema::Nested<F>& n)
     {
         const QJsonObject outer = object;

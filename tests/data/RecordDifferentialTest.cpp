@@ -130,13 +130,6 @@ public:
         else
             add(k, s.chance(5) ? s.wrongValue() : s.array(elements));
     }
-    void operator()(const char* k, const RecordSchema::Texts& texts)
-    {
-        std::vector<std::string> elements;
-        for (const std::string& item : texts.items)
-            elements.push_back(s.chance(5) ? s.wrongValue() : "{" + s.key(texts.elementKey) + ":" + s.text(item) + "}");
-        add(k, s.array(elements));
-    }
     template <class F> void operator()(const char* k, const RecordSchema::Nested<F>& n)
     {
         std::vector<std::pair<std::string, std::string>> outer;

@@ -11,18 +11,11 @@
 // wire tables apart from the library's own field lists, so that a member the
 // library forgot, misplaced or misnamed shows. A visitor is called as
 // v(key, member) for a text, uint32_t, double, bool or list of elements (a
-// null key: the body is that bare array), v(key, Texts) for a list of texts
-// each read from one key of its element, and v(key, Nested) for members read
-// from a sub-object.
+// null key: the body is that bare array), and v(key, Nested) for members
+// read from a sub-object.
 namespace RecordSchema {
 
 using namespace OrvKitDat;
-
-struct Texts
-{
-    const char* elementKey;
-    std::vector<std::string>& items;
-};
 
 template <class F> struct Nested
 {
@@ -37,13 +30,14 @@ template <class V, class M, class... Rest> void members(V& v, const char* key, M
     members(v, std::forward<Rest>(rest)...);
 }
 
-template <class V, class P> void routePoint(V& v, P& p)
+// The three route-point classes.
+template <class V, class P> auto describe(V& v, P& p) -> decltype(p.pstAttcode, void())
 {
     members(v, "pstAttcode", p.pstAttcode, "rspType", p.rspType, "priority", p.priority, "lon", p.lon, "lat", p.lat);
 }
-template <class V> void describe(V& v, BookmarksSpotDetailResponse::RoutePointData& p) { routePoint(v, p); }
-template <class V> void describe(V& v, BookmarksDestsResponse::DestData::RoutePointData& p) { routePoint(v, p); }
-template <class V> void describe(V& v, PlansResponse::PlanData::PlanPointData::RoutePointData& p) { routePoint(v, p); }
+
+// The only list of texts: one object per plan, the text under one key.
+template <class V> void describe(V& v, std::string& startDateTime) { v("startDateTime", startDateTime); }
 
 // The members a spot, a spot's detail and a destination share, in the same order.
 template <class V, class P> void place(V& v, P& p)
@@ -123,7 +117,7 @@ template <class V> void describe(V& v, BookmarksDestsResponse& r) { members(v, n
 
 template <class V> void describe(V& v, PlansSummaryResponse& r)
 {
-    members(v, "all", r.all, "plans", Texts{"startDateTime", r.startDateTimes});
+    members(v, "all", r.all, "plans", r.startDateTimes);
 }
 
 template <class V> void describe(V& v, PlansResponse::PlanData::PlanPointData& p)

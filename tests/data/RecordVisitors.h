@@ -24,12 +24,6 @@ public:
         for (E& item : items)
             RecordSchema::describe(*this, item);
     }
-    void operator()(const char*, const RecordSchema::Texts& texts)
-    {
-        texts.items.assign(listSize, std::string());
-        for (std::string& item : texts.items)
-            (*this)(nullptr, item);
-    }
     template <class F> void operator()(const char*, const RecordSchema::Nested<F>& n) { n.members(); }
 
 private:
@@ -58,12 +52,6 @@ public:
         count(items.size());
         for (E& item : items)
             RecordSchema::describe(*this, item);
-    }
-    void operator()(const char*, const RecordSchema::Texts& texts)
-    {
-        count(texts.items.size());
-        for (std::string& item : texts.items)
-            (*this)(nullptr, item);
     }
     template <class F> void operator()(const char*, const RecordSchema::Nested<F>& n) { n.members(); }
 
