@@ -58,23 +58,23 @@ private:
     QJsonArray array;
 };
 
-// The summary sets a pair only when both keys are there, and never defaults.
+// The summary sets a pair only when both keys are there (the agreement has
+// no count), and never defaults.
 inline void readSummary(QJsonObject top, OrvKitDat::SummaryResponse& r)
 {
-    const auto pair = [&top](const char* name, uint32_t& count, std::string& updatedAt) {
-        QJsonObject pair = top[name].toObject();
-        if (pair.contains("count") && pair.contains("updatedAt")) {
-            count = static_cast<uint32_t>(pair["count"].toInt());
-            updatedAt = pair["updatedAt"].toString().toStdString();
+    const auto pair = [&top](const char* name, uint32_t* count, std::string& updatedAt) {
+        QJsonObject object = top[name].toObject();
+        if (object.contains("updatedAt") && (count == nullptr || object.contains("count"))) {
+            if (count != nullptr)
+                *count = static_cast<uint32_t>(object["count"].toInt());
+            updatedAt = object["updatedAt"].toString().toStdString();
         }
     };
-    pair("spot", r.spotCount, r.spotUpdatedAt);
-    pair("folder", r.folderCount, r.folderUpdatedAt);
-    pair("destination", r.destinationCount, r.destinationUpdatedAt);
-    pair("plan", r.planCount, r.planUpdatedAt);
-    QJsonObject agreement = top["agreement"].toObject();
-    if (agreement.contains("updatedAt"))
-        r.agreementUpdatedAt = agreement["updatedAt"].toString().toStdString();
+    pair("spot", &r.spotCount, r.spotUpdatedAt);
+    pair("folder", &r.folderCount, r.folderUpdatedAt);
+    pair("destination", &r.destinationCount, r.destinationUpdatedAt);
+    pair("plan", &r.planCount, r.planUpdatedAt);
+    pair("agreement", nullptr, r.agreementUpdatedAt);
 }
 
 // Bodies end at their first zero byte; an empty top level fails.
@@ -100,12 +100,7 @@ template <class R> bool decode(const std::vector<uint8_t>& body, R& record)
 // Repeats are found by Qt on the text with every object turned into an array
 // of its keys and values, which keeps them all. Not JSON: that text is not
 // JSON either, and the records must refuse the body.
-enum class Body
-{
-    Comparable,
-    RepeatsBeyondQtsRule,
-    NotJson
-};
+enum class Body { Comparable, RepeatsBeyondQtsRule, NotJson };
 
 inline bool repeatsBeyondQtsRule(const QJsonArray& array, bool object, const std::vector<bool>& objects, size_t& next)
 {

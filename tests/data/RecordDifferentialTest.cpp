@@ -90,7 +90,6 @@ public:
                                              "null", "\"s\"", "12", "-3.5"};
         return values[pick(9)];
     }
-    std::string scalar() { return chance(50) ? text("earlier") : number(static_cast<uint32_t>(pick(1000))); }
     std::string space()
     {
         static const char* const spaces[] = {" ", "\n", "\t", "\r\n  "};
@@ -152,7 +151,8 @@ public:
             out.emplace_back(s.key("unknown"), s.wrongValue());
         std::shuffle(out.begin(), out.end(), s.random);
         if (!members.empty() && out.size() < 12 && s.chance(30))
-            out.emplace(out.begin(), s.key(members[s.pick(members.size())].first), s.scalar());
+            out.emplace(out.begin(), s.key(members[s.pick(members.size())].first),
+                        s.chance(50) ? s.text("earlier") : "7");
         std::string text = "{" + s.space();
         for (size_t i = 0; i < out.size(); ++i)
             text += (i ? "," + s.space() : "") + out[i].first + s.space() + ":" + s.space() + out[i].second + s.space();
@@ -185,9 +185,7 @@ private:
 
 } // namespace
 
-template <class R> class ResponseRecordTest : public ::testing::Test
-{
-};
+template <class R> class ResponseRecordTest : public ::testing::Test {};
 
 using ResponseRecords = ::testing::Types<ErrorResponse, AuthResponse, SummaryResponse, CertificateResponse,
                                          BookmarksSpotsResponse, BookmarksSpotDetailResponse,

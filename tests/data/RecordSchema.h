@@ -17,10 +17,7 @@ namespace RecordSchema {
 
 using namespace OrvKitDat;
 
-template <class F> struct Nested
-{
-    F members;
-};
+template <class F> struct Nested { F members; };
 template <class F> Nested<F> nested(F f) { return {f}; }
 
 template <class V> void members(V&) {}
