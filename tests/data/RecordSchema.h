@@ -89,7 +89,8 @@ template <class V> void describe(V& v, BookmarksSpotDetailResponse& s)
 {
     members(v, "id", s.id, "folderId", s.folderId);
     place(v, s);
-    members(v, "roadType", s.roadType, "createdAt", s.createdAt, "updatedAt", s.updatedAt, "routePoints", s.routePoints);
+    members(v, "roadType", s.roadType, "createdAt", s.createdAt, "updatedAt", s.updatedAt, "routePoints",
+            s.routePoints);
 }
 
 template <class V> void describe(V& v, BookmarksFoldersResponse::FolderData& f)
@@ -107,15 +108,13 @@ template <class V> void describe(V& v, BookmarksDestsResponse::DestData& d)
 {
     members(v, "id", d.id);
     place(v, d);
-    members(v, "roadType", d.roadType, "createdAt", d.createdAt, "updatedAt", d.updatedAt, "routePoints", d.routePoints);
+    members(v, "roadType", d.roadType, "createdAt", d.createdAt, "updatedAt", d.updatedAt, "routePoints",
+            d.routePoints);
 }
 
 template <class V> void describe(V& v, BookmarksDestsResponse& r) { members(v, nullptr, r.dests); }
 
-template <class V> void describe(V& v, PlansSummaryResponse& r)
-{
-    members(v, "all", r.all, "plans", r.startDateTimes);
-}
+template <class V> void describe(V& v, PlansSummaryResponse& r) { members(v, "all", r.all, "plans", r.startDateTimes); }
 
 template <class V> void describe(V& v, PlansResponse::PlanData::PlanPointData& p)
 {
@@ -146,7 +145,10 @@ template <class V> void describe(V& v, GenresResponse::MainGenreData& g)
     genre(v, g);
     members(v, "item", g.subGenres);
 }
-template <class V> void describe(V& v, GenresResponse& r) { members(v, "item", r.mainGenres, "updatedAt", r.updatedAt); }
+template <class V> void describe(V& v, GenresResponse& r)
+{
+    members(v, "item", r.mainGenres, "updatedAt", r.updatedAt);
+}
 
 template <class V> void describe(V& v, CertificateRequest& r) { members(v, "model", r.model, "deviceNo", r.deviceNo); }
 

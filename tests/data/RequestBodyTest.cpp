@@ -47,13 +47,8 @@ TEST(RequestBody, CarPositionsBodies)
 // Texts go in unescaped, and the output replaces what out held.
 TEST(RequestBody, CertificateRequestBodies)
 {
-    CertificateRequest request;
+    const CertificateRequest request = {"a\"b\\c", "D0001"};
     std::vector<uint8_t> out = {1, 2, 3};
-    EXPECT_TRUE(request.makeJson(out));
-    EXPECT_EQ(std::string(out.begin(), out.end()), R"({"model": "","deviceNo": ""})");
-
-    request.model = "a\"b\\c";
-    request.deviceNo = "D0001";
     EXPECT_TRUE(request.makeJson(out));
     EXPECT_EQ(std::string(out.begin(), out.end()), "{\"model\": \"a\"b\\c\",\"deviceNo\": \"D0001\"}");
 }
