@@ -8,7 +8,9 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QString>
+#include <QStringList>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <type_traits>
@@ -21,10 +23,10 @@ namespace JsonReference {
 class Reader
 {
 public:
-    Reader(const QJsonObject& object, const QJsonArray& array = QJsonArray()) : object(object), array(array) {}
+    explicit Reader(const QJsonObject& object, const QJsonArray& array = QJsonArray()) : object(object), array(array) {}
 
-    void text(const char* k, std::string& m) { m = object[k].toString().toStdString(); }
-    void number(const char* k, uint32_t& m)
+    void operator()(const char* k, std::string& m) { m = object[k].toString().toStdString(); }
+    void operator()(const char* k, uint32_t& m)
     {
         if (std::strcmp(k, "expiration_date") != 0) {
             m = static_cast<uint32_t>(object[k].toInt());
@@ -33,31 +35,21 @@ public:
         const double value = object[k].toDouble();
         m = !(value >= 0.0) ? 0u : value > 4294967294.0 ? 4294967295u : static_cast<uint32_t>(value);
     }
-    void real(const char* k, double& m) { m = object[k].toDouble(); }
-    void flag(const char* k, bool& m) { m = object[k].toBool(); }
-    template <class E> void list(const char* k, std::vector<E>& items)
+    void operator()(const char* k, double& m) { m = object[k].toDouble(); }
+    template <class E> void operator()(const char* k, std::vector<E>& items)
     {
         const QJsonArray elements = k == nullptr ? array : object[k].toArray();
-        items.clear();
+        items.assign(static_cast<size_t>(elements.size()), E());
         for (int i = 0; i < elements.size(); ++i) {
-            E element;
             Reader reader(elements[i].toObject());
-            RecordSchema::describe(reader, element);
-            items.push_back(element);
+            RecordSchema::describe(reader, items[static_cast<size_t>(i)]);
         }
     }
-    void textList(const char* k, const char* elementKey, std::vector<std::string>& items)
-    {
-        const QJsonArray elements = object[k].toArray();
-        items.clear();
-        for (int i = 0; i < elements.size(); ++i)
-            items.push_back(elements[i].toObject()[elementKey].toString().toStdString());
-    }
-    template <class F> void nested(const char* k, F f)
+    template <class F> void operator()(const char* k, const RecordSchema::Nested<F>& n)
     {
         const QJsonObject outer = object;
         object = outer[k].toObject();
-        f();
+        n.members();
         object = outer;
     }
 
@@ -66,51 +58,39 @@ private:
     QJsonArray array;
 };
 
-template <class R> void readMembers(Reader& reader, R& record) { RecordSchema::describe(reader, record); }
-
-// The summary sets a pair only when both keys are there, and never defaults.
-inline void readPair(QJsonObject top, const char* name, uint32_t& count, std::string& updatedAt)
-{
-    QJsonObject pair = top[name].toObject();
-    if (pair.contains("count") && pair.contains("updatedAt")) {
-        count = static_cast<uint32_t>(pair["count"].toInt());
-        updatedAt = pair["updatedAt"].toString().toStdString();
-    }
-}
-
+// The summary sets a pair only when both keys are there (the agreement has
+// no count), and never defaults.
 inline void readSummary(QJsonObject top, OrvKitDat::SummaryResponse& r)
 {
-    readPair(top, "spot", r.spotCount, r.spotUpdatedAt);
-    readPair(top, "folder", r.folderCount, r.folderUpdatedAt);
-    readPair(top, "destination", r.destinationCount, r.destinationUpdatedAt);
-    readPair(top, "plan", r.planCount, r.planUpdatedAt);
-    QJsonObject agreement = top["agreement"].toObject();
-    if (agreement.contains("updatedAt"))
-        r.agreementUpdatedAt = agreement["updatedAt"].toString().toStdString();
+    const auto pair = [&top](const char* name, uint32_t* count, std::string& updatedAt) {
+        QJsonObject object = top[name].toObject();
+        if (object.contains("updatedAt") && (count == nullptr || object.contains("count"))) {
+            if (count != nullptr)
+                *count = static_cast<uint32_t>(object["count"].toInt());
+            updatedAt = object["updatedAt"].toString().toStdString();
+        }
+    };
+    pair("spot", &r.spotCount, r.spotUpdatedAt);
+    pair("folder", &r.folderCount, r.folderUpdatedAt);
+    pair("destination", &r.destinationCount, r.destinationUpdatedAt);
+    pair("plan", &r.planCount, r.planUpdatedAt);
+    pair("agreement", nullptr, r.agreementUpdatedAt);
 }
 
-template <class R>
-bool decode(const std::vector<uint8_t>& body, R& record)
+// Bodies end at their first zero byte; an empty top level fails.
+template <class R> bool decode(const std::vector<uint8_t>& body, R& record)
 {
-    const std::string text(body.begin(), body.end());
-    const QJsonDocument document = QJsonDocument::fromJson(QByteArray(text.c_str()));
-    if (document.isNull())
+    const QJsonDocument document = QJsonDocument::fromJson(QByteArray(std::string(body.begin(), body.end()).c_str()));
+    const bool bareArray = std::is_same<R, OrvKitDat::BookmarksDestsResponse>::value ||
+                           std::is_same<R, OrvKitDat::PlansResponse>::value;
+    if (document.isNull() || (bareArray ? document.array().isEmpty() : document.object().isEmpty()))
         return false;
-    if (std::is_same<R, OrvKitDat::BookmarksDestsResponse>::value || std::is_same<R, OrvKitDat::PlansResponse>::value) {
-        if (document.array().isEmpty())
-            return false;
-        Reader reader(QJsonObject(), document.array());
-        readMembers(reader, record);
-        return true;
-    }
-    if (document.object().isEmpty())
-        return false;
-    if (auto* summary = dynamic_cast<OrvKitDat::SummaryResponse*>(&record)) {
+    if (auto* summary = dynamic_cast<OrvKitDat::SummaryResponse*>(&record))
         readSummary(document.object(), *summary);
-        return true;
+    else {
+        Reader reader(document.object(), document.array());
+        RecordSchema::describe(reader, record);
     }
-    Reader reader(document.object());
-    readMembers(reader, record);
     return true;
 }
 
@@ -120,12 +100,7 @@ bool decode(const std::vector<uint8_t>& body, R& record)
 // Repeats are found by Qt on the text with every object turned into an array
 // of its keys and values, which keeps them all. Not JSON: that text is not
 // JSON either, and the records must refuse the body.
-enum class Body
-{
-    Comparable,
-    RepeatsBeyondQtsRule,
-    NotJson
-};
+enum class Body { Comparable, RepeatsBeyondQtsRule, NotJson };
 
 inline bool repeatsBeyondQtsRule(const QJsonArray& array, bool object, const std::vector<bool>& objects, size_t& next)
 {
@@ -187,8 +162,7 @@ struct Comparison
 
 // Decodes body with R::fromJson and with the reference, each into a copy of
 // before, and compares the results and every member.
-template <class R>
-Comparison compare(const std::vector<uint8_t>& body, const R& before)
+template <class R> Comparison compare(const std::vector<uint8_t>& body, const R& before)
 {
     Comparison result;
     R library = before;
@@ -202,8 +176,11 @@ Comparison compare(const std::vector<uint8_t>& body, const R& before)
     R reference = before;
     if (decode(body, reference) != result.decoded)
         result.difference = result.decoded ? "only fromJson decodes the body" : "only the reference decodes the body";
-    else if (dumpRecord(library) != dumpRecord(reference))
-        result.difference = "fromJson:  " + dumpRecord(library) + "\nreference: " + dumpRecord(reference);
+    const std::string a = dumpRecord(library), b = dumpRecord(reference);
+    if (result.difference.empty() && a != b) {
+        const auto at = std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first - a.begin();
+        result.difference = "fromJson and the reference differ from byte " + std::to_string(at) + " of the archive";
+    }
     return result;
 }
 

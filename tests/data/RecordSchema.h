@@ -3,285 +3,160 @@
 
 #include <OrvKitDat.h>
 
-// Member lists of every record, written from the wire tables and kept apart
-// from the library's own field lists, so that the tests can fill, dump,
-// encode and decode any record generically and catch a member that the
-// library forgot, misplaced or misnamed.
-//
-// A visitor offers text, number, real, flag (key, member), list(key, vector)
-// with a null key for a body that is a bare array, textList(key, elementKey,
-// vector) and nested(key, function) for a member read from a sub-object.
+#include <string>
+#include <utility>
+#include <vector>
+
+// Every record's members in archive order with their keys, written from the
+// wire tables apart from the library's own field lists, so that a member the
+// library forgot, misplaced or misnamed shows. A visitor is called as
+// v(key, member) for a text, uint32_t, double, bool or list of elements (a
+// null key: the body is that bare array), and v(key, Nested) for members
+// read from a sub-object.
 namespace RecordSchema {
 
 using namespace OrvKitDat;
 
-template <class V, class Point>
-void describeRoutePoint(V& v, Point& p)
+template <class F> struct Nested { F members; };
+template <class F> Nested<F> nested(F f) { return {f}; }
+
+template <class V> void members(V&) {}
+template <class V, class M, class... Rest> void members(V& v, const char* key, M&& member, Rest&&... rest)
 {
-    v.text("pstAttcode", p.pstAttcode);
-    v.number("rspType", p.rspType);
-    v.number("priority", p.priority);
-    v.real("lon", p.lon);
-    v.real("lat", p.lat);
+    v(key, member);
+    members(v, std::forward<Rest>(rest)...);
 }
 
-template <class V> void describe(V& v, BookmarksSpotDetailResponse::RoutePointData& p) { describeRoutePoint(v, p); }
-template <class V> void describe(V& v, BookmarksDestsResponse::DestData::RoutePointData& p) { describeRoutePoint(v, p); }
-template <class V> void describe(V& v, PlansResponse::PlanData::PlanPointData::RoutePointData& p) { describeRoutePoint(v, p); }
+// The three route-point classes.
+template <class V, class P> auto describe(V& v, P& p) -> decltype(p.pstAttcode, void())
+{
+    members(v, "pstAttcode", p.pstAttcode, "rspType", p.rspType, "priority", p.priority, "lon", p.lon, "lat", p.lat);
+}
+
+// The only list of texts: one object per plan, the text under one key.
+template <class V> void describe(V& v, std::string& startDateTime) { v("startDateTime", startDateTime); }
+
+// The members a spot, a spot's detail and a destination share, in the same order.
+template <class V, class P> void place(V& v, P& p)
+{
+    members(v, "lon", p.lon, "lat", p.lat, "prefCode", p.prefCode, "cityCode", p.cityCode, "name", p.name, "yomi",
+            p.yomi, "zipCode", p.zipCode, "address", p.address, "tel", p.tel, "memo", p.memo, "url", p.url,
+            "genreCodeL", p.genreCodeL, "genreCodeM", p.genreCodeM, "genreCodeS", p.genreCodeS, "genreCodeSS",
+            p.genreCodeSS, "genreName", p.genreName, "spotCode", p.spotCode, "groupCode", p.groupCode, "chainCode",
+            p.chainCode, "recordSeq", p.recordSeq);
+}
 
 template <class V> void describe(V& v, ErrorResponse& r)
 {
-    v.nested("error", [&] {
-        v.text("code", r.code);
-        v.text("message", r.message);
-    });
+    members(v, "error", nested([&] { members(v, "code", r.code, "message", r.message); }));
 }
 
 template <class V> void describe(V& v, AuthResponse& r)
 {
-    v.text("access_token", r.accessToken);
-    v.text("refresh_token", r.refreshToken);
-    v.number("expires_in", r.expiresIn);
-    v.number("expiration_date", r.expirationDate);
-    v.text("role", r.role);
+    members(v, "access_token", r.accessToken, "refresh_token", r.refreshToken, "expires_in", r.expiresIn,
+            "expiration_date", r.expirationDate, "role", r.role);
 }
 
 template <class V> void describe(V& v, SummaryResponse& r)
 {
-    v.nested("spot", [&] { v.number("count", r.spotCount); v.text("updatedAt", r.spotUpdatedAt); });
-    v.nested("folder", [&] { v.number("count", r.folderCount); v.text("updatedAt", r.folderUpdatedAt); });
-    v.nested("destination", [&] {
-        v.number("count", r.destinationCount);
-        v.text("updatedAt", r.destinationUpdatedAt);
-    });
-    v.nested("plan", [&] { v.number("count", r.planCount); v.text("updatedAt", r.planUpdatedAt); });
-    v.nested("agreement", [&] { v.text("updatedAt", r.agreementUpdatedAt); });
+    const auto pair = [&v](uint32_t& count, std::string& updatedAt) {
+        return nested([&v, &count, &updatedAt] { members(v, "count", count, "updatedAt", updatedAt); });
+    };
+    members(v, "spot", pair(r.spotCount, r.spotUpdatedAt), "folder", pair(r.folderCount, r.folderUpdatedAt),
+            "destination", pair(r.destinationCount, r.destinationUpdatedAt), "plan", pair(r.planCount, r.planUpdatedAt),
+            "agreement", nested([&] { members(v, "updatedAt", r.agreementUpdatedAt); }));
 }
 
 template <class V> void describe(V& v, CertificateResponse& r)
 {
-    v.text("caCertificatePem", r.caCertificatePem);
-    v.text("certificatePem", r.certificatePem);
-    v.text("privateKey", r.privateKey);
+    members(v, "caCertificatePem", r.caCertificatePem, "certificatePem", r.certificatePem, "privateKey", r.privateKey);
 }
 
 template <class V> void describe(V& v, BookmarksSpotsResponse::SpotsData& s)
 {
-    v.text("id", s.id);
-    v.text("folderId", s.folderId);
-    v.real("lon", s.lon);
-    v.real("lat", s.lat);
-    v.text("prefCode", s.prefCode);
-    v.text("cityCode", s.cityCode);
-    v.text("name", s.name);
-    v.text("yomi", s.yomi);
-    v.text("zipCode", s.zipCode);
-    v.text("address", s.address);
-    v.text("tel", s.tel);
-    v.text("memo", s.memo);
-    v.text("url", s.url);
-    v.number("genreCodeL", s.genreCodeL);
-    v.number("genreCodeM", s.genreCodeM);
-    v.number("genreCodeS", s.genreCodeS);
-    v.number("genreCodeSS", s.genreCodeSS);
-    v.text("genreName", s.genreName);
-    v.text("spotCode", s.spotCode);
-    v.number("groupCode", s.groupCode);
-    v.number("chainCode", s.chainCode);
-    v.number("recordSeq", s.recordSeq);
-    v.text("createdAt", s.createdAt);
-    v.text("updatedAt", s.updatedAt);
+    members(v, "id", s.id, "folderId", s.folderId);
+    place(v, s);
+    members(v, "createdAt", s.createdAt, "updatedAt", s.updatedAt);
 }
 
 template <class V> void describe(V& v, BookmarksSpotsResponse& r)
 {
-    v.number("all", r.all);
-    v.number("sort", r.sort);
-    v.number("order", r.order);
-    v.number("number", r.number);
-    v.number("position", r.position);
-    v.real("lon", r.lon);
-    v.real("lat", r.lat);
-    v.list("spots", r.spots);
+    members(v, "all", r.all, "sort", r.sort, "order", r.order, "number", r.number, "position", r.position, "lon", r.lon,
+            "lat", r.lat, "spots", r.spots);
 }
 
 template <class V> void describe(V& v, BookmarksSpotDetailResponse& s)
 {
-    v.text("id", s.id);
-    v.text("folderId", s.folderId);
-    v.real("lon", s.lon);
-    v.real("lat", s.lat);
-    v.text("prefCode", s.prefCode);
-    v.text("cityCode", s.cityCode);
-    v.text("name", s.name);
-    v.text("yomi", s.yomi);
-    v.text("zipCode", s.zipCode);
-    v.text("address", s.address);
-    v.text("tel", s.tel);
-    v.text("memo", s.memo);
-    v.text("url", s.url);
-    v.number("genreCodeL", s.genreCodeL);
-    v.number("genreCodeM", s.genreCodeM);
-    v.number("genreCodeS", s.genreCodeS);
-    v.number("genreCodeSS", s.genreCodeSS);
-    v.text("genreName", s.genreName);
-    v.text("spotCode", s.spotCode);
-    v.number("groupCode", s.groupCode);
-    v.number("chainCode", s.chainCode);
-    v.number("recordSeq", s.recordSeq);
-    v.number("roadType", s.roadType);
-    v.text("createdAt", s.createdAt);
-    v.text("updatedAt", s.updatedAt);
-    v.list("routePoints", s.routePoints);
+    members(v, "id", s.id, "folderId", s.folderId);
+    place(v, s);
+    members(v, "roadType", s.roadType, "createdAt", s.createdAt, "updatedAt", s.updatedAt, "routePoints",
+            s.routePoints);
 }
 
 template <class V> void describe(V& v, BookmarksFoldersResponse::FolderData& f)
 {
-    v.text("id", f.id);
-    v.text("name", f.name);
-    v.text("type", f.type);
-    v.text("createdAt", f.createdAt);
-    v.text("updatedAt", f.updatedAt);
+    members(v, "id", f.id, "name", f.name, "type", f.type, "createdAt", f.createdAt, "updatedAt", f.updatedAt);
 }
 
 template <class V> void describe(V& v, BookmarksFoldersResponse& r)
 {
-    v.number("all", r.all);
-    v.number("sort", r.sort);
-    v.number("order", r.order);
-    v.number("number", r.number);
-    v.number("position", r.position);
-    v.list("folders", r.folders);
+    members(v, "all", r.all, "sort", r.sort, "order", r.order, "number", r.number, "position", r.position, "folders",
+            r.folders);
 }
 
 template <class V> void describe(V& v, BookmarksDestsResponse::DestData& d)
 {
-    v.text("id", d.id);
-    v.real("lon", d.lon);
-    v.real("lat", d.lat);
-    v.text("prefCode", d.prefCode);
-    v.text("cityCode", d.cityCode);
-    v.text("name", d.name);
-    v.text("yomi", d.yomi);
-    v.text("zipCode", d.zipCode);
-    v.text("address", d.address);
-    v.text("tel", d.tel);
-    v.text("memo", d.memo);
-    v.text("url", d.url);
-    v.number("genreCodeL", d.genreCodeL);
-    v.number("genreCodeM", d.genreCodeM);
-    v.number("genreCodeS", d.genreCodeS);
-    v.number("genreCodeSS", d.genreCodeSS);
-    v.text("genreName", d.genreName);
-    v.text("spotCode", d.spotCode);
-    v.number("groupCode", d.groupCode);
-    v.number("chainCode", d.chainCode);
-    v.number("recordSeq", d.recordSeq);
-    v.number("roadType", d.roadType);
-    v.text("createdAt", d.createdAt);
-    v.text("updatedAt", d.updatedAt);
-    v.list("routePoints", d.routePoints);
+    members(v, "id", d.id);
+    place(v, d);
+    members(v, "roadType", d.roadType, "createdAt", d.createdAt, "updatedAt", d.updatedAt, "routePoints",
+            d.routePoints);
 }
 
-template <class V> void describe(V& v, BookmarksDestsResponse& r) { v.list(nullptr, r.dests); }
+template <class V> void describe(V& v, BookmarksDestsResponse& r) { members(v, nullptr, r.dests); }
 
-template <class V> void describe(V& v, PlansSummaryResponse& r)
-{
-    v.number("all", r.all);
-    v.textList("plans", "startDateTime", r.startDateTimes);
-}
+template <class V> void describe(V& v, PlansSummaryResponse& r) { members(v, "all", r.all, "plans", r.startDateTimes); }
 
 template <class V> void describe(V& v, PlansResponse::PlanData::PlanPointData& p)
 {
-    v.number("order", p.order);
-    v.text("name", p.name);
-    v.text("memo", p.memo);
-    v.real("lon", p.lon);
-    v.real("lat", p.lat);
-    v.text("spotCode", p.spotCode);
-    v.number("groupCode", p.groupCode);
-    v.number("chainCode", p.chainCode);
-    v.number("recordSeq", p.recordSeq);
-    v.real("rspLon", p.rspLon);
-    v.real("rspLat", p.rspLat);
-    v.number("blankMinutes", p.blankMinutes);
-    v.text("startTime", p.startTime);
-    v.number("stayMinutes", p.stayMinutes);
-    v.number("startTimeIsFixed", p.startTimeIsFixed);
-    v.number("roadType", p.roadType);
-    v.list("routePoints", p.routePoints);
+    members(v, "order", p.order, "name", p.name, "memo", p.memo, "lon", p.lon, "lat", p.lat, "spotCode", p.spotCode,
+            "groupCode", p.groupCode, "chainCode", p.chainCode, "recordSeq", p.recordSeq, "rspLon", p.rspLon, "rspLat",
+            p.rspLat, "blankMinutes", p.blankMinutes, "startTime", p.startTime, "stayMinutes", p.stayMinutes,
+            "startTimeIsFixed", p.startTimeIsFixed, "roadType", p.roadType, "routePoints", p.routePoints);
 }
 
 template <class V> void describe(V& v, PlansResponse::PlanData& p)
 {
-    v.text("id", p.id);
-    v.text("name", p.name);
-    v.text("memo", p.memo);
-    v.text("baseDate", p.baseDate);
-    v.number("share", p.share);
-    v.text("way", p.way);
-    v.number("tollway", p.tollway);
-    v.number("priority", p.priority);
-    v.number("ferries", p.ferries);
-    v.number("cartype", p.cartype);
-    v.number("smartIc", p.smartIc);
-    v.number("normalSpeed", p.normalSpeed);
-    v.number("highwaySpeed", p.highwaySpeed);
-    v.number("tollwaySpeed", p.tollwaySpeed);
-    v.number("useETC", p.useETC);
-    v.text("createdAt", p.createdAt);
-    v.text("updatedAt", p.updatedAt);
-    v.list("planpoints", p.planpoints);
+    members(v, "id", p.id, "name", p.name, "memo", p.memo, "baseDate", p.baseDate, "share", p.share, "way", p.way,
+            "tollway", p.tollway, "priority", p.priority, "ferries", p.ferries, "cartype", p.cartype, "smartIc",
+            p.smartIc, "normalSpeed", p.normalSpeed, "highwaySpeed", p.highwaySpeed, "tollwaySpeed", p.tollwaySpeed,
+            "useETC", p.useETC, "createdAt", p.createdAt, "updatedAt", p.updatedAt, "planpoints", p.planpoints);
 }
 
-template <class V> void describe(V& v, PlansResponse& r) { v.list(nullptr, r.plans); }
+template <class V> void describe(V& v, PlansResponse& r) { members(v, nullptr, r.plans); }
 
-template <class V, class Genre>
-void describeGenre(V& v, Genre& g)
+template <class V, class G> void genre(V& v, G& g)
 {
-    v.number("p_genre_key", g.pGenreKey);
-    v.number("genre_key", g.genreKey);
-    v.text("name", g.name);
-    v.text("yomi", g.yomi);
-    v.text("tree_flag", g.treeFlag);
-    v.number("tree_code", g.treeCode);
+    members(v, "p_genre_key", g.pGenreKey, "genre_key", g.genreKey, "name", g.name, "yomi", g.yomi, "tree_flag",
+            g.treeFlag, "tree_code", g.treeCode);
 }
-
-template <class V> void describe(V& v, GenresResponse::MainGenreData::SubGenreData& g) { describeGenre(v, g); }
-
+template <class V> void describe(V& v, GenresResponse::MainGenreData::SubGenreData& g) { genre(v, g); }
 template <class V> void describe(V& v, GenresResponse::MainGenreData& g)
 {
-    describeGenre(v, g);
-    v.list("item", g.subGenres);
+    genre(v, g);
+    members(v, "item", g.subGenres);
 }
-
 template <class V> void describe(V& v, GenresResponse& r)
 {
-    v.list("item", r.mainGenres);
-    v.text("updatedAt", r.updatedAt);
+    members(v, "item", r.mainGenres, "updatedAt", r.updatedAt);
 }
 
-template <class V> void describe(V& v, CertificateRequest& r)
-{
-    v.text("model", r.model);
-    v.text("deviceNo", r.deviceNo);
-}
+template <class V> void describe(V& v, CertificateRequest& r) { members(v, "model", r.model, "deviceNo", r.deviceNo); }
 
 template <class V> void describe(V& v, CarPositions& r)
 {
-    v.text("maker", r.maker);
-    v.text("model", r.model);
-    v.text("deviceNo", r.deviceNo);
-    v.text("type", r.type);
-    v.real("lon", r.lon);
-    v.real("lat", r.lat);
-    v.text("measuredAt", r.measuredAt);
-    v.number("direction", r.direction);
-    v.number("speed", r.speed);
-    v.real("elevation", r.elevation);
-    v.real("accuracy", r.accuracy);
-    v.number("roadType", r.roadType);
-    v.flag("accOff", r.accOff);
+    members(v, "maker", r.maker, "model", r.model, "deviceNo", r.deviceNo, "type", r.type, "lon", r.lon, "lat", r.lat,
+            "measuredAt", r.measuredAt, "direction", r.direction, "speed", r.speed, "elevation", r.elevation,
+            "accuracy", r.accuracy, "roadType", r.roadType, "accOff", r.accOff);
 }
 
 } // namespace RecordSchema
