@@ -114,7 +114,8 @@ TEST_F(HttpRequestTest, InitializeResetsAndNothingStartsWithoutUrlOrManager)
     std::vector<unsigned char> bytes;
     request->getMultiPartParam(bytes);
     EXPECT_TRUE(properties.empty() && bytes.empty());
-    EXPECT_EQ(std::make_tuple(request->getSslProtocol(), request->getIgnoreSslError(), request->getTimeout(), request->getRetryCount(), request->getContext()),
+    EXPECT_EQ(std::make_tuple(request->getSslProtocol(), request->getIgnoreSslError(), request->getTimeout(),
+                              request->getRetryCount(), request->getContext()),
               std::make_tuple(Req::SSL_PROTOCOL_SSLV3, true, 30000, 0, 0u));
 
     request->execute();
@@ -134,9 +135,8 @@ TEST_F(HttpRequestTest, InitializeResetsAndNothingStartsWithoutUrlOrManager)
 
 TEST_F(HttpRequestTest, ProtocolTableAndRetryRule)
 {
-    const QSsl::SslProtocol protocols[] = {QSsl::SecureProtocols, QSsl::SslV2,   QSsl::SslV3,
-                                           QSsl::TlsV1_0,         QSsl::TlsV1_1, QSsl::TlsV1_2,
-                                           QSsl::TlsV1SslV3,      QSsl::SecureProtocols};
+    const QSsl::SslProtocol protocols[] = {QSsl::SecureProtocols, QSsl::SslV2,   QSsl::SslV3,      QSsl::TlsV1_0,
+                                           QSsl::TlsV1_1,         QSsl::TlsV1_2, QSsl::TlsV1SslV3, QSsl::SecureProtocols};
     for (int value = -1; value <= 7; ++value)
         EXPECT_EQ(Req::toQtProtocol(static_cast<Req::eSslProtocol>(value)), protocols[value < 0 ? 0 : value]) << value;
     // Only a transport error that came with a 1xx or 2xx status is retried.
@@ -154,7 +154,8 @@ TEST_F(HttpRequestTest, RequestShapes)
     server->route("GET", "/", Reply::ok("{\"ok\":1}"), TestHttpsServer::Match::Prefix);
     server->route("DELETE", "/", Reply::withStatus(204), TestHttpsServer::Match::Prefix);
     server->route("POST", "/post", Reply::ok("done"));
-    const struct { std::string method, url; std::vector<std::pair<std::string, std::string>> parameters; std::string bytes, contentType, query, body, seenContentType; } cases[] = {
+    const struct { std::string method, url; std::vector<std::pair<std::string, std::string>> parameters;
+                   std::string bytes, contentType, query, body, seenContentType; } cases[] = {
         {"GET", "/api/items", {{"b", "2"}, {"a", "1"}, {"text", "x y&z=w"}, {"cut", std::string("ab\0cd", 5)}, {"a", "9"}}, "", "",
          "a=1&b=2&cut=ab&text=x%20y%26z%3Dw", "", ""},
         {"GET", "/x?q=1", {{"a", "1"}}, "", "", "a=1", "", ""}, // parameters replace the URL's query
@@ -281,7 +282,8 @@ TEST_F(HttpRequestTest, TlsSettingsAndClientCertificates)
     mutual.route("POST", "/cut", Reply::truncated("{}", 1));
     const QSslCertificate ca(QByteArray::fromStdString(pki->ca().certificatePem), QSsl::Pem);
     const int tls12 = Req::SSL_PROTOCOL_TLSV1_2;
-    const struct { const char* name; TestHttpsServer* target; bool ignore; int protocol; bool hook, client; const char* path; unsigned int error; } cases[] = {
+    const struct { const char* name; TestHttpsServer* target; bool ignore; int protocol; bool hook, client;
+                   const char* path; unsigned int error; } cases[] = {
         {"ignored by default", server.get(), true, tls12, false, false, "/tls", 0},
         {"fatal when not ignored", server.get(), false, tls12, false, false, "/tls", 6},
         {"hook trusts the test CA", server.get(), false, tls12, true, false, "/tls", 0},

@@ -82,7 +82,8 @@ TEST_F(SimulatorConsoleTest, ListsEveryRequestOnceInOrderWhileTheServersServe)
         const bool fault = r.value("status").toInt() == 503;
         faulted += fault ? 1 : 0;
         EXPECT_EQ(r.value("code").toString(), fault ? "I5031001" : "");
-        EXPECT_EQ(r.value("fault").toString().startsWith("summary=503,times="), fault) << r.value("fault").toString().toStdString();
+        const QString rule = r.value("fault").toString();
+        EXPECT_EQ(rule.startsWith("summary=503,times="), fault) << rule.toStdString();
     }
     EXPECT_EQ(faulted, 5);
     EXPECT_EQ(jsonOf(reader->Get("/console/api/faults")).array().size(), 0) << "the rule is spent";
@@ -90,7 +91,8 @@ TEST_F(SimulatorConsoleTest, ListsEveryRequestOnceInOrderWhileTheServersServe)
 
 TEST_F(SimulatorConsoleTest, BadInputGetsA4xxWithAReason)
 {
-    const struct { const char* method; const char* path; const char* body; const char* type; const char* host; int status; } cases[] = {
+    const struct { const char* method; const char* path; const char* body; const char* type; const char* host; int status; }
+        cases[] = {
         {"GET", "/console/api/requests?limit=0", "", "", "", 400},
         {"GET", "/console/api/requests?after=x", "", "", "", 400},
         {"POST", "/console/api/faults", "{\"rule\": \"nowhere=500\"}", "application/json", "", 400},

@@ -56,7 +56,8 @@ protected:
         std::string error;
         ASSERT_TRUE(simulator.start(OrvCloudSimulator::Options(), &error)) << error;
         for (auto* c : {&production, &test}) {
-            const std::string origin = c == &production ? simulator.origins().apiServerOrigin : simulator.origins().apiServerTestOrigin;
+            const std::string origin =
+                c == &production ? simulator.origins().apiServerOrigin : simulator.origins().apiServerTestOrigin;
             c->reset(new httplib::SSLClient("127.0.0.1", std::stoi(origin.substr(origin.rfind(':') + 1))));
             (*c)->enable_server_certificate_verification(false);
             (*c)->set_read_timeout(2);
@@ -94,7 +95,9 @@ TEST_F(SimulatorSmokeTest, SignInChecksCredentialsAndTokensBelongToTheirEnvironm
 
 TEST_F(SimulatorSmokeTest, SpotPagesFollowSortOrderNumberAndPosition)
 {
-    auto page = [&](const std::string& query) { return objectOf(get("/api/navi/bookmarks/v1/spots?" + kIdentity + "&" + query)); };
+    auto page = [&](const std::string& query) {
+        return objectOf(get("/api/navi/bookmarks/v1/spots?" + kIdentity + "&" + query));
+    };
     const QJsonObject all = page("sort=1&order=0&number=0");
     const QJsonArray everything = all.value("spots").toArray();
     ASSERT_GE(everything.size(), 5);

@@ -104,10 +104,10 @@ TEST_F(SysDataOrvTokenTest, StoredValuesAreOnDiskAndAnotherWritersAreReadNext)
 TEST_F(SysDataOrvTokenTest, SomethingOtherThanATokenFileAtThePath)
 {
     const std::string path = tokenPath();
-    const std::string elsewhere = path + ".target";
+    const std::string linked = path + ".target";
     const struct { const char* what; std::function<int()> make; bool replaced; } cases[] = {
         {"directory", [&] { return mkdir(path.c_str(), 0700); }, false},
-        {"link to a file", [&] { std::ofstream{elsewhere} << "TokenAccess=linked\n"; return symlink(elsewhere.c_str(), path.c_str()); }, true},
+        {"link to a file", [&] { std::ofstream{linked} << "TokenAccess=linked\n"; return symlink(linked.c_str(), path.c_str()); }, true},
         {"oversized file", [&] { std::ofstream{path}; return truncate(path.c_str(), 5 << 20); }, false},
     };
     for (const auto& c : cases) {
@@ -128,9 +128,9 @@ TEST_F(SysDataOrvTokenTest, SomethingOtherThanATokenFileAtThePath)
         EXPECT_EQ(log.linesWith({"s3cret"}).size(), 0u);
     }
     removeAll(path);
-    std::ifstream target(elsewhere);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(target), {}), "TokenAccess=linked\n") << "written through the link";
-    unlink(elsewhere.c_str());
+    std::ifstream in(linked);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "TokenAccess=linked\n") << "written through the link";
+    unlink(linked.c_str());
 }
 
 TEST_F(SysDataOrvTokenTest, ConcurrentAccessNeverOverlaps)

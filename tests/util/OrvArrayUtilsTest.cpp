@@ -21,7 +21,7 @@ TEST(OrvArrayUtilsTest, CheckedReadsAndWritesStayInsideTheBuffer)
     };
     for (const auto& c : cases) {
         for (unsigned int width : {2u, 4u}) {
-            SCOPED_TRACE("size " + std::to_string(c.size) + " offset " + std::to_string(c.offset) + " width " + std::to_string(width));
+            SCOPED_TRACE(testing::Message() << "size " << c.size << " offset " << c.offset << " width " << width);
             const bool fits = width == 2 ? c.wordFits : c.dwordFits;
             Bytes buf(c.size);
             for (size_t i = 0; i < c.size; ++i)
