@@ -1,5 +1,5 @@
-// The simulator seen from a plain HTTPS client: what the library cannot
-// reach on its own (paging positions, fault forms, token scoping).
+// The simulator seen from a plain HTTPS client: its fault rules, its data
+// set's paging and the scope of its tokens.
 #include "OrvCloudSimulator.h"
 
 #include <httplib.h>
@@ -9,24 +9,43 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 
 namespace {
 
-const char* const kIdentity = "maker=07&model=M1&deviceNo=D1";
+const std::string kIdentity = "maker=07&model=M1&deviceNo=D1";
 
-QJsonObject objectOf(const std::string& body)
+QJsonObject objectOf(const httplib::Result& result)
 {
-    return QJsonDocument::fromJson(QByteArray::fromStdString(body)).object();
+    return result ? QJsonDocument::fromJson(QByteArray::fromStdString(result->body)).object() : QJsonObject();
 }
 
-int statusOf(const httplib::Result& result) { return result ? result->status : -1; }
-
-std::string errorCode(const httplib::Result& result)
+// "status code", e.g. "401 E4011001"; "none" for a dropped connection.
+std::string outcome(const httplib::Result& result)
 {
-    return result ? objectOf(result->body).value("error").toObject().value("code").toString().toStdString()
-                  : std::string("(no answer)");
+    return result ? std::to_string(result->status) + " " +
+                        objectOf(result).value("error").toObject().value("code").toString().toStdString()
+                  : "none";
+}
+
+// Each rule as OrvSimFault::text() gives it back after the route; "": refused with a reason.
+TEST(SimulatorFaultSpec, ParsesTheCommandLineForms)
+{
+    const struct { const char* rule; const char* parsed; } cases[] = {
+        {"summary=503", "summary=503"},
+        {"spots=delay=250,500:E5001001", "spots=500:E5001001,delay=250"},
+        {"login=404:-", "login=404:-"},
+        {"shadow=times=2,drop", "shadow=drop,times=2"},
+        {"nowhere=500", ""}, {"summary", ""}, {"summary=99", ""}, {"summary=delay=x", ""}, {"summary=times=3", ""},
+    };
+    for (const auto& c : cases) {
+        std::string route, error;
+        OrvSimFault fault;
+        const bool parsed = OrvSimFault::parse(c.rule, route, fault, error);
+        EXPECT_EQ(parsed ? route + "=" + fault.text() : error.empty() ? "refused without a reason" : "", c.parsed) << c.rule;
+    }
 }
 
 class SimulatorSmokeTest : public ::testing::Test
@@ -36,119 +55,48 @@ protected:
     {
         std::string error;
         ASSERT_TRUE(simulator.start(OrvCloudSimulator::Options(), &error)) << error;
-        production = client(simulator.origins().apiServerOrigin);
-        test = client(simulator.origins().apiServerTestOrigin);
-    }
-
-    static std::unique_ptr<httplib::SSLClient> client(const std::string& origin)
-    {
-        const int port = std::stoi(origin.substr(origin.rfind(':') + 1));
-        std::unique_ptr<httplib::SSLClient> c(new httplib::SSLClient("127.0.0.1", port));
-        c->enable_server_certificate_verification(false);
-        c->set_connection_timeout(2);
-        c->set_read_timeout(2);
-        return c;
-    }
-
-    std::string signIn(httplib::SSLClient& c, const std::string& loginId, const std::string& password)
-    {
-        const std::string body = "{\n\"loginid\": \"" + loginId + "\",\n\"password\": \"" + password + "\"\n}\n";
-        auto result = c.Post("/api/navi/authorization/v1/local", body, "application/json");
-        if (!result || result->status != 200) {
-            return std::string();
+        for (auto* c : {&production, &test}) {
+            const std::string origin =
+                c == &production ? simulator.origins().apiServerOrigin : simulator.origins().apiServerTestOrigin;
+            c->reset(new httplib::SSLClient("127.0.0.1", std::stoi(origin.substr(origin.rfind(':') + 1))));
+            (*c)->enable_server_certificate_verification(false);
+            (*c)->set_read_timeout(2);
         }
-        return objectOf(result->body).value("access_token").toString().toStdString();
+        token = objectOf(signIn("orv-pass-01")).value("access_token").toString().toStdString();
+        ASSERT_FALSE(token.empty());
     }
 
-    httplib::Result get(httplib::SSLClient& c, const std::string& path, const std::string& token)
+    httplib::Result signIn(const std::string& password)
     {
-        return c.Get(path.c_str(), httplib::Headers{{"Authorization", "Bearer " + token}});
+        return production->Post("/api/navi/authorization/v1/local",
+                                "{\n\"loginid\": \"driver01\",\n\"password\": \"" + password + "\"\n}\n", "application/json");
+    }
+
+    httplib::Result get(const std::string& path, httplib::SSLClient* c = nullptr)
+    {
+        return (c != nullptr ? c : production.get())->Get(path.c_str(), {{"Authorization", "Bearer " + token}});
     }
 
     OrvCloudSimulator simulator;
     std::unique_ptr<httplib::SSLClient> production;
     std::unique_ptr<httplib::SSLClient> test;
+    std::string token;
 };
-
-TEST(SimulatorFaultSpec, ParsesTheCommandLineForms)
-{
-    struct Case
-    {
-        const char* rule;
-        bool ok;
-        const char* route;
-        int status;
-        const char* code;
-        bool emptyBody;
-        int delayMs;
-        bool drop;
-        int times;
-    };
-    const Case cases[] = {
-        {"summary=503", true, "summary", 503, "", false, 0, false, -1},
-        {"spots=500:E5001001,delay=250", true, "spots", 500, "E5001001", false, 250, false, -1},
-        {"login=404:-", true, "login", 404, "", true, 0, false, -1},
-        {"shadow=drop,times=2", true, "shadow", 0, "", false, 0, true, 2},
-        {"nowhere=500", false, "", 0, "", false, 0, false, -1},
-        {"summary", false, "", 0, "", false, 0, false, -1},
-        {"summary=99", false, "", 0, "", false, 0, false, -1},
-        {"summary=delay=x", false, "", 0, "", false, 0, false, -1},
-        {"summary=times=3", false, "", 0, "", false, 0, false, -1},
-    };
-    for (const Case& c : cases) {
-        std::string route;
-        std::string error;
-        OrvSimFault fault;
-        ASSERT_EQ(OrvSimFault::parse(c.rule, route, fault, error), c.ok) << c.rule << ": " << error;
-        if (!c.ok) {
-            EXPECT_FALSE(error.empty()) << c.rule;
-            continue;
-        }
-        EXPECT_EQ(route, c.route) << c.rule;
-        EXPECT_EQ(fault.status, c.status) << c.rule;
-        EXPECT_EQ(fault.code, c.code) << c.rule;
-        EXPECT_EQ(fault.emptyBody, c.emptyBody) << c.rule;
-        EXPECT_EQ(fault.delayMs, c.delayMs) << c.rule;
-        EXPECT_EQ(fault.drop, c.drop) << c.rule;
-        EXPECT_EQ(fault.times, c.times) << c.rule;
-    }
-}
 
 TEST_F(SimulatorSmokeTest, SignInChecksCredentialsAndTokensBelongToTheirEnvironment)
 {
-    EXPECT_TRUE(signIn(*production, "driver01", "wrong").empty());
-    auto refused = production->Post("/api/navi/authorization/v1/local", "{\"loginid\": \"driver01\",\n\"password\": \"x\"}",
-                                    "application/json");
-    ASSERT_TRUE(refused);
-    EXPECT_EQ(refused->status, 401);
-    EXPECT_EQ(errorCode(refused), "E4011001");
-
-    auto malformed = production->Post("/api/navi/authorization/v1/local", "{\"loginid\": \"a\"\"}", "application/json");
-    ASSERT_TRUE(malformed);
-    EXPECT_EQ(malformed->status, 400);
-
-    const std::string token = signIn(*production, "driver01", "orv-pass-01");
-    ASSERT_FALSE(token.empty());
-    const std::string summary = std::string("/api/navi/info/v1/summary?") + kIdentity;
-    EXPECT_EQ(statusOf(get(*production, summary, token)), 200);
-    auto elsewhere = get(*test, summary, token);
-    ASSERT_TRUE(elsewhere);
-    EXPECT_EQ(elsewhere->status, 401);
-    EXPECT_EQ(errorCode(elsewhere), "E4011001");
-
-    auto noIdentity = get(*production, "/api/navi/info/v1/summary", token);
-    ASSERT_TRUE(noIdentity);
-    EXPECT_EQ(noIdentity->status, 400);
-    EXPECT_EQ(errorCode(noIdentity), "E4001001");
+    EXPECT_EQ(outcome(signIn("x")), "401 E4011001");
+    EXPECT_EQ(outcome(signIn("\"\"")).substr(0, 4), "400 ") << "not JSON";
+    const std::string summary = "/api/navi/info/v1/summary?" + kIdentity;
+    EXPECT_EQ(outcome(get(summary)), "200 ");
+    EXPECT_EQ(outcome(get(summary, test.get())), "401 E4011001");
+    EXPECT_EQ(outcome(get("/api/navi/info/v1/summary")), "400 E4001001");
 }
 
 TEST_F(SimulatorSmokeTest, SpotPagesFollowSortOrderNumberAndPosition)
 {
-    const std::string token = signIn(*production, "driver01", "orv-pass-01");
-    ASSERT_FALSE(token.empty());
     auto page = [&](const std::string& query) {
-        auto result = get(*production, "/api/navi/bookmarks/v1/spots?" + std::string(kIdentity) + "&" + query, token);
-        return result && result->status == 200 ? objectOf(result->body) : QJsonObject();
+        return objectOf(get("/api/navi/bookmarks/v1/spots?" + kIdentity + "&" + query));
     };
     const QJsonObject all = page("sort=1&order=0&number=0");
     const QJsonArray everything = all.value("spots").toArray();
@@ -165,46 +113,30 @@ TEST_F(SimulatorSmokeTest, SpotPagesFollowSortOrderNumberAndPosition)
     EXPECT_EQ(second.value("position").toInt(), 3);
     ASSERT_EQ(second.value("spots").toArray().size(), 2);
     EXPECT_EQ(second.value("spots").toArray().at(0).toObject().value("id"), everything.at(2).toObject().value("id"));
-
-    const QJsonObject reversed = page("sort=1&order=1&number=1");
-    EXPECT_EQ(reversed.value("spots").toArray().at(0).toObject().value("id"),
+    EXPECT_EQ(page("sort=1&order=1&number=1").value("spots").toArray().at(0).toObject().value("id"),
               everything.at(everything.size() - 1).toObject().value("id"));
-
-    auto badSort = get(*production, "/api/navi/bookmarks/v1/spots?" + std::string(kIdentity) + "&sort=9", token);
-    ASSERT_TRUE(badSort);
-    EXPECT_EQ(badSort->status, 400);
-    EXPECT_EQ(errorCode(badSort), "E4001002");
+    EXPECT_EQ(outcome(get("/api/navi/bookmarks/v1/spots?" + kIdentity + "&sort=9")), "400 E4001002");
 }
 
 TEST_F(SimulatorSmokeTest, FaultsAnswerWithTheirStatusDropOrWaitThenGoAway)
 {
-    const std::string token = signIn(*production, "driver01", "orv-pass-01");
-    const std::string genres = std::string("/api/navi/info/v1/genres?") + kIdentity;
-
-    ASSERT_TRUE(simulator.addFault("genres=503,times=1"));
-    auto unavailable = get(*production, genres, token);
-    ASSERT_TRUE(unavailable);
-    EXPECT_EQ(unavailable->status, 503);
-    EXPECT_EQ(errorCode(unavailable), "I5031001");
-    EXPECT_EQ(statusOf(get(*production, genres, token)), 200);
-
-    ASSERT_TRUE(simulator.addFault("genres=drop,times=1"));
-    EXPECT_FALSE(get(*production, genres, token));
-    EXPECT_EQ(statusOf(get(*production, genres, token)), 200);
-
-    ASSERT_TRUE(simulator.addFault("genres=delay=150,times=1"));
-    const auto started = std::chrono::steady_clock::now();
-    EXPECT_EQ(statusOf(get(*production, genres, token)), 200);
-    EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(150));
-
+    const std::string genres = "/api/navi/info/v1/genres?" + kIdentity;
+    const struct { const char* rule; const char* outcome; } cases[] = {
+        {"genres=503,times=1", "503 I5031001"}, {"genres=drop,times=1", "none"}, {"genres=delay=150,times=1", "200 "},
+    };
+    for (const auto& c : cases) {
+        ASSERT_TRUE(simulator.addFault(c.rule));
+        const auto started = std::chrono::steady_clock::now();
+        EXPECT_EQ(outcome(get(genres)), c.outcome) << c.rule;
+        if (std::string(c.rule).find("delay") != std::string::npos) {
+            EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(150));
+        }
+        EXPECT_EQ(outcome(get(genres)), "200 ") << c.rule << " is spent";
+    }
     const std::vector<OrvCloudSimulator::RequestRecord> log = simulator.requests();
     ASSERT_FALSE(log.empty());
     EXPECT_EQ(log.back().route, "genres");
-    int dropped = 0;
-    for (const auto& entry : log) {
-        dropped += entry.status == 0 ? 1 : 0;
-    }
-    EXPECT_EQ(dropped, 1);
+    EXPECT_EQ(std::count_if(log.begin(), log.end(), [](const OrvCloudSimulator::RequestRecord& r) { return r.status == 0; }), 1);
 }
 
 } // namespace

@@ -1,17 +1,18 @@
 #include "sysdata/SysDataOrvToken.h"
 #include "sysdata/SysDataProductFactory.h"
 
+#include "LogCapture.h"
+
 #include <SaveFileAccess.h>
 #include <VxHostSaveFile.h>
-
-#include <QLoggingCategory>
-#include <QString>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <fstream>
+#include <functional>
+#include <iterator>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <sys/stat.h>
 #include <thread>
@@ -20,10 +21,7 @@
 
 namespace {
 
-std::string tokenPath()
-{
-    return VxHostSaveFile::path("OrvToken.ini");
-}
+std::string tokenPath() { return VxHostSaveFile::path("OrvToken.ini"); }
 
 // What a fresh handle on the file reads, bypassing the store.
 bool readKey(const char* key, std::string& value)
@@ -33,72 +31,25 @@ bool readKey(const char* key, std::string& value)
     return file->Get(key, &value) == 0;
 }
 
-// Counts how many callers have the handle open at once.
-class CountingMetaText : public SaveFileAccessMetaText
+void removeAll(const std::string& path) { if (rmdir(path.c_str()) != 0) unlink(path.c_str()); }
+
+// Counts the accesses, and those that began while another was open.
+struct CountingMetaText : SaveFileAccessMetaText
 {
-public:
     CountingMetaText() : SaveFileAccessMetaText("OrvToken.ini", "a+") {}
     int FOpen() override
     {
-        if (openCount.fetch_add(1) != 0)
-            ++overlaps;
+        overlaps += open++ != 0 ? 1 : 0;
         ++opens;
         std::this_thread::yield();
         return SaveFileAccessMetaText::FOpen();
     }
     int FClose() override
     {
-        const int result = SaveFileAccessMetaText::FClose();
-        openCount.fetch_sub(1);
-        return result;
+        --open;
+        return SaveFileAccessMetaText::FClose();
     }
-    static std::atomic<int> openCount;
-    static std::atomic<int> overlaps;
-    static std::atomic<int> opens;
-};
-std::atomic<int> CountingMetaText::openCount{0};
-std::atomic<int> CountingMetaText::overlaps{0};
-std::atomic<int> CountingMetaText::opens{0};
-
-// What the "orvkit.token" category says while it lives.
-class TokenLog
-{
-public:
-    TokenLog()
-    {
-        QLoggingCategory::setFilterRules("orvkit.token.debug=true\norvkit.token.info=true");
-        previous = qInstallMessageHandler(&TokenLog::handle);
-    }
-    ~TokenLog()
-    {
-        qInstallMessageHandler(previous);
-        QLoggingCategory::setFilterRules(QString());
-    }
-    static std::vector<std::string> lines()
-    {
-        std::lock_guard<std::mutex> lock(mutex());
-        return recorded();
-    }
-
-private:
-    static void handle(QtMsgType, const QMessageLogContext& context, const QString& text)
-    {
-        if (context.category != nullptr && std::string(context.category) == "orvkit.token") {
-            std::lock_guard<std::mutex> lock(mutex());
-            recorded().push_back(text.toStdString());
-        }
-    }
-    static std::mutex& mutex()
-    {
-        static std::mutex instance;
-        return instance;
-    }
-    static std::vector<std::string>& recorded()
-    {
-        static std::vector<std::string> instance;
-        return instance;
-    }
-    QtMessageHandler previous;
+    std::atomic<int> open{0}, overlaps{0}, opens{0};
 };
 
 } // namespace
@@ -106,7 +57,7 @@ private:
 class SysDataOrvTokenTest : public ::testing::Test
 {
 protected:
-    void SetUp() override { unlink(tokenPath().c_str()); }
+    void SetUp() override { removeAll(tokenPath()); }
     void TearDown() override { installHandle(nullptr); }
 
     // Puts a handle into the token slot, deleting the one it replaces.
@@ -118,135 +69,90 @@ protected:
             delete slot;
         slot = handle;
     }
-    static SaveFileAccessBase* slotHandle()
-    {
-        return SysDataProductFactory::GetInstance()->files[SysDataProductFactory::kOrvTokenSlot];
-    }
+
+    SysDataOrvToken* store = SysDataOrvToken::GetInstance();
 };
 
 namespace {
 
-TEST_F(SysDataOrvTokenTest, MissingFileYieldsEmptyTokenAndCreatesKey)
+// Missing keys are created; values are written through at once and read
+// back from the file, so another writer's value is what the store reads next.
+TEST_F(SysDataOrvTokenTest, StoredValuesAreOnDiskAndAnotherWritersAreReadNext)
 {
-    SysDataOrvToken* store = SysDataOrvToken::GetInstance();
-    EXPECT_EQ(store, SysDataOrvToken::GetInstance());
-    EXPECT_EQ(store->getTokenAccess(), "");
     std::string value = "unset";
-    ASSERT_TRUE(readKey("TokenAccess", value));
-    EXPECT_EQ(value, "");
+    EXPECT_EQ(store->getTokenAccess(), "");
+    EXPECT_TRUE(readKey("TokenAccess", value) && value.empty());
     EXPECT_FALSE(readKey("TokenExpiration", value));
     EXPECT_EQ(store->getTokenExpiration(), 0);
-    ASSERT_TRUE(readKey("TokenExpiration", value));
-    EXPECT_EQ(value, "0");
+    EXPECT_TRUE(readKey("TokenExpiration", value) && value == "0");
+
+    const std::string token("tok=en\nwith\\bytes\0", 18);
+    store->storeTokenAccess(token);
+    store->storeTokenExpiration(-1);
+    EXPECT_TRUE(readKey("TokenAccess", value) && value == token);
+    EXPECT_EQ(store->getTokenAccess(), token) << "each writer keeps the other key";
+    EXPECT_EQ(store->getTokenExpiration(), -1);
+
+    std::ofstream(tokenPath()) << "TokenAccess=theirs\nTokenExpiration=1234\n";
+    EXPECT_EQ(store->getTokenAccess(), "theirs");
+    EXPECT_EQ(store->getTokenExpiration(), 1234);
 }
 
-TEST_F(SysDataOrvTokenTest, StoredValuesReturnUnchanged)
+// Not a token file at the path (the kit's tests cover a FIFO, a device and a
+// dangling link): it reads as no token and is replaced only where that loses
+// nothing, never through a link; the log never holds the token.
+TEST_F(SysDataOrvTokenTest, SomethingOtherThanATokenFileAtThePath)
 {
-    SysDataOrvToken* store = SysDataOrvToken::GetInstance();
-    const std::string tokens[] = {
-        "eyJhbGciOi.x-y_z", "with=equals==", "multi\nline\r\n", "back\\slash\\n", std::string("nul\0inside", 10), "\xe3\x81\x82",
+    const std::string path = tokenPath();
+    const std::string linked = path + ".target";
+    const struct { const char* what; std::function<int()> make; bool replaced; } cases[] = {
+        {"directory", [&] { return mkdir(path.c_str(), 0700); }, false},
+        {"link to a file", [&] { std::ofstream{linked} << "TokenAccess=linked\n"; return symlink(linked.c_str(), path.c_str()); }, true},
+        {"oversized file", [&] { std::ofstream{path}; return truncate(path.c_str(), 5 << 20); }, false},
     };
-    for (const auto& token : tokens) {
-        store->storeTokenAccess(token);
-        EXPECT_EQ(store->getTokenAccess(), token);
-    }
-    const int expirations[] = {0, 1700000000, 0x7FFFFFFF, -1};
-    for (int value : expirations) {
-        store->storeTokenExpiration(value);
-        EXPECT_EQ(store->getTokenExpiration(), value);
-    }
-    // Each writer keeps the other key.
-    EXPECT_EQ(store->getTokenAccess(), tokens[5]);
-}
-
-TEST_F(SysDataOrvTokenTest, HandleIsCreatedOnceInTheTokenSlot)
-{
-    installHandle(nullptr);
-    SysDataOrvToken* store = SysDataOrvToken::GetInstance();
-    store->storeTokenAccess("t");
-    SaveFileAccessBase* handle = slotHandle();
-    ASSERT_NE(handle, nullptr);
-    EXPECT_EQ(store->getTokenAccess(), "t");
-    EXPECT_EQ(slotHandle(), handle);
-    std::string value;
-    ASSERT_TRUE(readKey("TokenAccess", value));
-    EXPECT_EQ(value, "t");
-}
-
-// Failures are told to "orvkit.token", never with the token.
-TEST_F(SysDataOrvTokenTest, UnusableFileIsLoggedWithoutValues)
-{
-    ASSERT_EQ(mkdir(tokenPath().c_str(), 0700), 0);
-    {
-        TokenLog log;
-        SysDataOrvToken* store = SysDataOrvToken::GetInstance();
-        store->storeTokenAccess("s3cret-token");
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        removeAll(path);
+        ASSERT_EQ(c.make(), 0);
+        struct stat before, after;
+        ASSERT_EQ(lstat(path.c_str(), &before), 0);
+        LogCapture log;
         EXPECT_EQ(store->getTokenAccess(), "");
-        const std::vector<std::string> lines = TokenLog::lines();
-        int unread = 0;
-        int unwritten = 0;
-        for (const std::string& line : lines) {
-            EXPECT_EQ(line.find("s3cret"), std::string::npos) << line;
-            unread += line.find("could not be read") != std::string::npos;
-            unwritten += line.find("could not be written") != std::string::npos;
-        }
-        EXPECT_EQ(unread, 2);
-        EXPECT_EQ(unwritten, 2);
+        store->storeTokenAccess("s3cret-token");
+        ASSERT_EQ(lstat(path.c_str(), &after), 0);
+        std::string value;
+        EXPECT_EQ(S_ISREG(after.st_mode) && readKey("TokenAccess", value) && value == "s3cret-token", c.replaced);
+        EXPECT_EQ(after.st_ino == before.st_ino && after.st_size == before.st_size, !c.replaced) << "left as it was";
+        EXPECT_EQ(log.linesWith({"OrvToken.ini could not be read"}).size(), c.replaced ? 1u : 2u) << log.joined();
+        EXPECT_EQ(log.linesWith({"could not be written"}).size(), c.replaced ? 0u : 2u) << log.joined();
+        EXPECT_EQ(log.linesWith({"s3cret"}).size(), 0u);
     }
-    rmdir(tokenPath().c_str());
+    removeAll(path);
+    std::ifstream in(linked);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "TokenAccess=linked\n") << "written through the link";
+    unlink(linked.c_str());
 }
 
 TEST_F(SysDataOrvTokenTest, ConcurrentAccessNeverOverlaps)
 {
-    installHandle(new CountingMetaText());
-    CountingMetaText::overlaps = 0;
-    CountingMetaText::opens = 0;
-    SysDataOrvToken* store = SysDataOrvToken::GetInstance();
-    const std::string first(40, 'A');
-    const std::string second(40, 'B');
-    store->storeTokenAccess(first);
-
-    std::atomic<int> badReads{0};
+    CountingMetaText* handle = new CountingMetaText();
+    installHandle(handle);
     std::vector<std::thread> threads;
-    threads.emplace_back([&] {
-        for (int i = 0; i < 100; ++i)
-            store->storeTokenAccess(i % 2 == 0 ? second : first);
-    });
-    threads.emplace_back([&] {
-        for (int i = 0; i < 100; ++i) {
-            const std::string token = store->getTokenAccess();
-            if (token != first && token != second)
-                ++badReads;
-        }
-    });
-    threads.emplace_back([&] {
-        for (int i = 0; i < 100; ++i) {
-            store->storeTokenExpiration(i);
-            store->getTokenExpiration();
-        }
-    });
+    for (int t = 0; t < 3; ++t) {
+        threads.emplace_back([this] {
+            for (int i = 0; i < 30; ++i) {
+                store->storeTokenAccess(std::string(40, 'A'));
+                store->getTokenAccess();
+                store->storeTokenExpiration(i);
+                store->getTokenExpiration();
+            }
+        });
+    }
     for (auto& thread : threads)
         thread.join();
-    EXPECT_EQ(CountingMetaText::overlaps.load(), 0);
-    EXPECT_EQ(CountingMetaText::opens.load(), 1 + 100 + 100 + 200);
-    EXPECT_EQ(badReads.load(), 0);
-    EXPECT_EQ(store->getTokenExpiration(), 99);
-}
-
-// Another writer's value is what the store reads next: nothing is cached.
-TEST_F(SysDataOrvTokenTest, ReadsWhatAnotherWriterStored)
-{
-    SysDataOrvToken* store = SysDataOrvToken::GetInstance();
-    store->storeTokenAccess("mine");
-    {
-        std::unique_ptr<SaveFileAccessMetaText> other(SaveFileAccessFactory::GetInstance()->CreateMetaText("OrvToken.ini", "a+"));
-        other->FOpen();
-        other->Set("TokenAccess", std::string("tok=en\nwith\\bytes"));
-        other->Set("TokenExpiration", 1234);
-        ASSERT_EQ(other->Flush(), 0);
-    }
-    EXPECT_EQ(store->getTokenAccess(), "tok=en\nwith\\bytes");
-    EXPECT_EQ(store->getTokenExpiration(), 1234);
+    EXPECT_EQ(handle->overlaps.load(), 0);
+    EXPECT_EQ(handle->opens.load(), 3 * 30 * 4) << "every access opens the handle in the slot";
+    EXPECT_EQ(store->getTokenExpiration(), 29);
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <memory>
 #include <string>
@@ -15,48 +16,28 @@
 
 namespace {
 
-// A view of a region independent of the class under test.
-class RawRegion
-{
-public:
-    explicit RawRegion(const std::string& objectName)
-    {
-        fd = shm_open(objectName.c_str(), O_RDWR, 0);
-        struct stat info;
-        if (fd >= 0 && fstat(fd, &info) == 0) {
-            size = static_cast<size_t>(info.st_size);
-            if (size >= sizeof(SysInfoStruct))
-                bytes = static_cast<unsigned char*>(mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0));
-        }
-    }
-    ~RawRegion()
-    {
-        if (bytes != nullptr && bytes != MAP_FAILED)
-            munmap(bytes, size);
-        if (fd >= 0)
-            close(fd);
-    }
-    bool valid() const { return bytes != nullptr && bytes != MAP_FAILED; }
-    uint32_t word(size_t offset) const
-    {
-        uint32_t value;
-        std::memcpy(&value, bytes + offset, sizeof(value));
-        return value;
-    }
-    void setWord(size_t offset, uint32_t value) { std::memcpy(bytes + offset, &value, sizeof(value)); }
+using Bytes = std::vector<unsigned char>;
 
-    int fd = -1;
-    size_t size = 0;
-    unsigned char* bytes = nullptr;
-};
-
-bool isTextField(size_t offset)
+// The region's bytes read apart from the class under test; empty when there is none.
+Bytes rawRegion(const std::string& objectName)
 {
-    for (size_t field : SysInfoStruct::kTextFieldOffsets)
-        if (field == offset)
-            return true;
-    return false;
+    const int fd = shm_open(objectName.c_str(), O_RDONLY, 0);
+    struct stat info;
+    Bytes all(fd >= 0 && fstat(fd, &info) == 0 ? static_cast<size_t>(info.st_size) : 0);
+    const bool read = fd >= 0 && pread(fd, all.data(), all.size(), 0) == static_cast<ssize_t>(all.size());
+    if (fd >= 0)
+        close(fd);
+    return read ? all : Bytes();
 }
+
+void writeRaw(const std::string& objectName, size_t offset, const Bytes& bytes)
+{
+    const int fd = shm_open(objectName.c_str(), O_RDWR, 0);
+    EXPECT_EQ(pwrite(fd, bytes.data(), bytes.size(), static_cast<off_t>(offset)), static_cast<ssize_t>(bytes.size()));
+    close(fd);
+}
+
+void putWord(Bytes& bytes, size_t offset, uint32_t value) { std::memcpy(&bytes[offset], &value, sizeof(value)); }
 
 } // namespace
 
@@ -71,8 +52,6 @@ protected:
 
     void SetUp() override
     {
-        name = "SystemInfoTest" + std::to_string(getpid());
-        objectName = "/" + name;
         shm_unlink(objectName.c_str());
         VxHostDbgOutput::setQuiet(true);
         VxHostDbgOutput::setSink([this](const std::string& text) { reports.push_back(text); });
@@ -83,145 +62,87 @@ protected:
         VxHostDbgOutput::setQuiet(false);
         shm_unlink(objectName.c_str());
     }
-    std::string name;
-    std::string objectName;
+    const std::string name = "SystemInfoTest" + std::to_string(getpid());
+    const std::string objectName = "/" + name;
     std::vector<std::string> reports;
 };
 
 namespace {
 
-TEST_F(SystemInformationTest, FirstMappingCreatesZeroedRecordWithDefaults)
+TEST_F(SystemInformationTest, CreatedOnceDefaultsWrittenOnlyWhileTheFlagIsClear)
 {
-    const auto information = mapRegion(name);
-    ASSERT_TRUE(information->isMapped());
-    EXPECT_TRUE(information->isCreated());
-
-    RawRegion raw(objectName);
-    ASSERT_TRUE(raw.valid());
-    EXPECT_EQ(raw.size, 720u);
-    EXPECT_EQ(raw.word(0), 716u);
-    for (size_t offset = 4; offset < 720; ++offset) {
-        unsigned char expected = 0;
-        if (isTextField(offset))
-            expected = '-';
-        else if (offset == SysInfoStruct::kDefaultsWrittenOffset)
-            expected = 1;
-        ASSERT_EQ(raw.bytes[offset], expected) << "offset " << offset;
-    }
+    Bytes expected(720, 0);
+    putWord(expected, 0, 716);
+    for (size_t offset : SysInfoStruct::kTextFieldOffsets)
+        expected[offset] = '-';
+    expected[SysInfoStruct::kDefaultsWrittenOffset] = 1;
+    const auto first = mapRegion(name);
+    EXPECT_TRUE(first->isMapped() && first->isCreated());
+    EXPECT_EQ(rawRegion(objectName), expected);
     EXPECT_TRUE(reports.empty());
-}
 
-TEST_F(SystemInformationTest, SecondMappingKeepsContents)
-{
-    mapRegion(name);
-    {
-        RawRegion raw(objectName);
-        ASSERT_TRUE(raw.valid());
-        raw.setWord(0, 0);
-        raw.setWord(SysInfoStruct::kProductKindOffset, 7);
-        raw.setWord(SysInfoStruct::kProductSelectorOffset, 12);
-        raw.bytes[68] = 'x';
-        raw.bytes[719] = 0x5a;
-    }
+    // A later mapping keeps the contents and sets the size word again.
+    Bytes changed = expected;
+    for (size_t offset : SysInfoStruct::kTextFieldOffsets)
+        changed[offset] = 'a';
+    putWord(changed, 0, 0);
+    putWord(changed, SysInfoStruct::kProductKindOffset, 7);
+    putWord(changed, SysInfoStruct::kProductSelectorOffset, 12);
+    changed[719] = 0x5a;
+    writeRaw(objectName, 0, changed);
     const auto second = mapRegion(name);
-    ASSERT_TRUE(second->isMapped());
-    EXPECT_FALSE(second->isCreated());
-
-    RawRegion raw(objectName);
-    EXPECT_EQ(raw.size, 720u);
-    EXPECT_EQ(raw.word(0), 716u);
-    EXPECT_EQ(raw.bytes[68], 'x');
-    EXPECT_EQ(raw.bytes[100], '-');
-    EXPECT_EQ(raw.bytes[719], 0x5a);
-    uint32_t kind = 0;
-    uint32_t selector = 0;
-    EXPECT_TRUE(second->getProductKind(kind));
-    EXPECT_TRUE(second->getProductSelector(selector));
+    EXPECT_TRUE(second->isMapped() && !second->isCreated());
+    putWord(changed, 0, 716);
+    EXPECT_EQ(rawRegion(objectName), changed);
+    uint32_t kind = 0, selector = 0;
+    EXPECT_TRUE(second->getProductKind(kind) && second->getProductSelector(selector));
     EXPECT_EQ(kind, 7u);
     EXPECT_EQ(selector, 12u);
-}
+    // The named lock excludes its own holder too, so a read under it cannot take it.
+    ASSERT_EQ(second->Lock(), 0);
+    kind = 99;
+    EXPECT_FALSE(second->getProductKind(kind));
+    EXPECT_EQ(kind, 99u);
+    EXPECT_EQ(second->Unlock(), 0) << "the failed read released a lock it did not take";
 
-TEST_F(SystemInformationTest, DefaultsWrittenOnlyWhileFlagIsClear)
-{
-    mapRegion(name);
-    RawRegion raw(objectName);
-    ASSERT_TRUE(raw.valid());
-    for (size_t offset : SysInfoStruct::kTextFieldOffsets)
-        raw.bytes[offset] = 'a';
-    mapRegion(name);
-    EXPECT_EQ(raw.bytes[424], 'a');
-
-    raw.bytes[SysInfoStruct::kDefaultsWrittenOffset] = 0;
+    writeRaw(objectName, SysInfoStruct::kDefaultsWrittenOffset, {0});
     mapRegion(name);
     for (size_t offset : SysInfoStruct::kTextFieldOffsets)
-        EXPECT_EQ(raw.bytes[offset], '-') << offset;
-    EXPECT_EQ(raw.bytes[SysInfoStruct::kDefaultsWrittenOffset], 1);
+        changed[offset] = '-';
+    EXPECT_EQ(rawRegion(objectName), changed) << "the defaults alone written again";
 }
 
+// A region too short for the record, a name shm_open refuses, a lock that cannot be had.
 TEST_F(SystemInformationTest, UnusableRegionStaysUnmapped)
 {
-    // An existing region too short for the record.
-    const int fd = shm_open(objectName.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600);
-    ASSERT_GE(fd, 0);
-    close(fd);
-    {
-        const auto tooShort = mapRegion(name);
-        EXPECT_FALSE(tooShort->isMapped());
-        uint32_t kind = 99;
-        EXPECT_FALSE(tooShort->getProductKind(kind));
-        EXPECT_EQ(kind, 99u);
-    }
-    {
-        const auto badName = mapRegion("bad/name");
-        EXPECT_FALSE(badName->isMapped());
-        uint32_t selector = 0;
-        EXPECT_FALSE(badName->getProductSelector(selector));
-    }
-    EXPECT_EQ(reports, (std::vector<std::string>{"mmap error\n", "shm_open error\n"}));
-}
-
-TEST_F(SystemInformationTest, ReadWithoutTheLockReadsNothing)
-{
-    const auto information = mapRegion(name);
-    ASSERT_TRUE(information->isMapped());
-    RawRegion(objectName).setWord(SysInfoStruct::kProductKindOffset, 7);
-    // The named lock excludes its own holder too, so this read cannot take it.
-    ASSERT_EQ(information->Lock(), 0);
-    uint32_t kind = 99;
-    EXPECT_FALSE(information->getProductKind(kind));
-    EXPECT_EQ(kind, 99u);
-    EXPECT_EQ(information->Unlock(), 0) << "the failed read released a lock it did not take";
-    EXPECT_TRUE(information->getProductKind(kind));
-    EXPECT_EQ(kind, 7u);
-}
-
-TEST_F(SystemInformationTest, RegionWhoseLockCannotBeTakenIsNotMapped)
-{
+    close(shm_open(objectName.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600));
     const std::string lockDirectory = std::getenv("VX_LOCK_DIR");
-    // A regular file where the lock directory should be.
     const std::string blocked = lockDirectory + "/not-a-directory";
-    close(open(blocked.c_str(), O_WRONLY | O_CREAT, 0600));
-    setenv("VX_LOCK_DIR", (blocked + "/locks").c_str(), 1);
-    {
-        const auto information = mapRegion(name);
-        EXPECT_FALSE(information->isMapped());
+    for (const std::string& region : {name, std::string("bad/name"), std::string("locked")}) {
+        if (region == "locked") {
+            shm_unlink(objectName.c_str());
+            close(open(blocked.c_str(), O_WRONLY | O_CREAT, 0600)); // a file where the lock directory should be
+            setenv("VX_LOCK_DIR", (blocked + "/locks").c_str(), 1);
+        }
+        const auto information = mapRegion(region == "locked" ? name : region);
+        EXPECT_FALSE(information->isMapped()) << region;
         uint32_t kind = 99;
-        EXPECT_FALSE(information->getProductKind(kind));
+        EXPECT_FALSE(information->getProductKind(kind) || information->getProductSelector(kind)) << region;
         EXPECT_EQ(kind, 99u);
     }
     setenv("VX_LOCK_DIR", lockDirectory.c_str(), 1);
     unlink(blocked.c_str());
-    EXPECT_FALSE(RawRegion(objectName).valid()) << "the region was created without its lock";
+    EXPECT_TRUE(rawRegion(objectName).empty()) << "the region was created without its lock";
+    EXPECT_EQ(reports, (std::vector<std::string>{"mmap error\n", "shm_open error\n"}));
 }
 
 TEST(SystemInfoRegionTest, RealRegionIsUsable)
 {
     SystemInformation information;
     ASSERT_TRUE(information.isMapped());
-    RawRegion raw("/SystemInfo");
-    ASSERT_TRUE(raw.valid());
-    EXPECT_EQ(raw.word(0), 716u);
-    EXPECT_EQ(raw.bytes[SysInfoStruct::kDefaultsWrittenOffset], 1);
+    const Bytes raw = rawRegion("/SystemInfo");
+    ASSERT_EQ(raw.size(), 720u);
+    EXPECT_EQ(raw[SysInfoStruct::kDefaultsWrittenOffset], 1);
 }
 
 } // namespace

@@ -8,72 +8,46 @@
 namespace {
 
 enum class Kind { Form, Binary, Json };
+using Fields = std::vector<std::pair<std::string, std::string>>;
 
-// Builds with both overloads, which must agree; the text comes after "x".
-std::string build(Kind kind, const std::vector<std::pair<std::string, std::string>>& fields)
+// Builds after "x" with the text and the byte overload, which must agree.
+template <typename Out>
+Out build(Kind kind, const Fields& fields)
 {
-    std::string text = "x";
-    std::vector<unsigned char> bytes{'x'};
+    Out out{'x'};
     for (size_t i = 0; i < fields.size(); ++i) {
-        const std::string& key = fields[i].first;
         const std::string& value = fields[i].second;
-        const std::vector<unsigned char> raw(value.begin(), value.end());
-        const bool first = i == 0;
-        const bool last = i + 1 == fields.size();
-        switch (kind) {
-        case Kind::Form:
-            OrvHttpUtils::appendTextParameter(text, key, value, first);
-            OrvHttpUtils::appendTextParameter(bytes, key, value, first);
-            break;
-        case Kind::Binary:
-            OrvHttpUtils::appendBinaryParameter(text, key, raw, first);
-            OrvHttpUtils::appendBinaryParameter(bytes, key, raw, first);
-            break;
-        case Kind::Json:
-            OrvHttpUtils::appendTextParameter(text, key, value, first, last);
-            OrvHttpUtils::appendTextParameter(bytes, key, value, first, last);
-            break;
-        }
+        if (kind == Kind::Form)
+            OrvHttpUtils::appendTextParameter(out, fields[i].first, value, i == 0);
+        else if (kind == Kind::Binary)
+            OrvHttpUtils::appendBinaryParameter(out, fields[i].first, std::vector<unsigned char>(value.begin(), value.end()), i == 0);
+        else
+            OrvHttpUtils::appendTextParameter(out, fields[i].first, value, i == 0, i + 1 == fields.size());
     }
-    EXPECT_EQ(text, std::string(bytes.begin(), bytes.end()));
-    return text;
+    return out;
 }
 
 TEST(OrvHttpUtils, Builders)
 {
-    const struct
-    {
-        Kind kind;
-        std::vector<std::pair<std::string, std::string>> fields;
-        std::string expected;
-    } cases[] = {
-        {Kind::Form, {{"a", "1"}, {"b", "2"}}, "xa=1&b=2"},
-        {Kind::Form, {{"q", "a b&c=d"}}, "xq=a b&c=d"}, // nothing escaped
+    const struct { Kind kind; Fields fields; std::string expected; } cases[] = {
+        {Kind::Form, {{"a", "1"}, {"q", "a b&c=d"}}, "xa=1&q=a b&c=d"}, // nothing escaped
         {Kind::Form, {{"a", ""}, {"b", ""}}, "xa=&b="},
-        {Kind::Binary, {{"a", "1"}, {"key", ""}}, "xa=1&key="},
-        {Kind::Binary, {{"k", std::string("\x00\xff=&", 4)}}, std::string("xk=\x00\xff=&", 7)},
+        {Kind::Binary, {{"a", "1"}, {"k", std::string("\x00\xff=&", 4)}}, std::string("xa=1&k=\x00\xff=&", 11)},
         {Kind::Json, {{"a", "1"}}, "x{\n\"a\": \"1\"\n}\n"},
         {Kind::Json, {{"a", "1"}, {"b", "x\"y"}}, "x{\n\"a\": \"1\",\n\"b\": \"x\"y\"\n}\n"}, // quote unescaped
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(build(c.kind, c.fields), c.expected);
-    std::string text = "prefix:";
-    OrvHttpUtils::appendTextParameter(text, "a", "1", false);
-    EXPECT_EQ(text, "prefix:&a=1");
+    for (const auto& c : cases) {
+        EXPECT_EQ(build<std::string>(c.kind, c.fields), c.expected);
+        const std::vector<unsigned char> bytes = build<std::vector<unsigned char>>(c.kind, c.fields);
+        EXPECT_EQ(std::string(bytes.begin(), bytes.end()), c.expected);
+    }
 }
 
 TEST(OrvHttpUtils, Splitting)
 {
-    const struct
-    {
-        std::string text;
-        int delimiter; // -1: lines
-        std::vector<std::string> expected;
-    } cases[] = {
-        {"a\r\nb", -1, {"a", "b"}},  {"a\n", -1, {"a"}},    {"a\n\nb", -1, {"a", "", "b"}}, {"", -1, {}},
-        {"\r\nx", -1, {"", "x"}},    {"a\rb\n", -1, {"a\rb"}}, {"a\r\r\n", -1, {"a\r"}},
-        {"x,,y", ',', {"x", "", "y"}}, {"x,", ',', {"x"}},   {",", ',', {""}},  {"a\r,b", ',', {"a\r", "b"}},
-        {"", ',', {}},
+    const struct { std::string text; int delimiter; std::vector<std::string> expected; } cases[] = {
+        {"a\r\nb", -1, {"a", "b"}}, {"a\n\nb", -1, {"a", "", "b"}}, {"", -1, {}}, {"a\rb\n", -1, {"a\rb"}},
+        {"a\r\r\n", -1, {"a\r"}},   {"x,,y", ',', {"x", "", "y"}},  {"x,", ',', {"x"}}, {"a\r,b", ',', {"a\r", "b"}},
     };
     for (const auto& c : cases) {
         std::vector<std::string> out = {"kept"};

@@ -8,12 +8,9 @@
 
 namespace {
 
-// The host archive adds only a look at the read position.
-using Archive = VxHostArchive;
-
 TEST(VxSerializationArchive, EncodesBigEndianWithFixedWidthAndReadsItBack)
 {
-    Archive writer;
+    VxHostArchive writer;
     writer.write(0x01020304u);
     writer.write(1.0);
     writer.write(true);
@@ -23,7 +20,7 @@ TEST(VxSerializationArchive, EncodesBigEndianWithFixedWidthAndReadsItBack)
                                                     0, 0, 0, 4, 'a', 'b', 0, 'c', 0, 0, 0, 2, 'h', 'e'}));
     writer.write(std::numeric_limits<double>::denorm_min());
 
-    Archive reader(writer.data(), writer.size());
+    VxHostArchive reader(writer.data(), writer.size());
     unsigned int number = 0;
     double real = 0, tiny = 0;
     bool flag = false;
@@ -50,7 +47,7 @@ TEST(VxSerializationArchive, ShortReadsGiveDefaults)
 {
     const std::vector<uint8_t> inputs[] = {{1, 2, 3}, {0xFF, 0xFF, 0xFF, 0xFF, 'a', 'b'}, {}};
     for (const auto& raw : inputs) {
-        Archive archive(raw.data(), raw.size());
+        VxHostArchive archive(raw.data(), raw.size());
         std::string text = "stale";
         EXPECT_EQ(archive.read(text), -1);
         EXPECT_EQ(text, "");
@@ -59,9 +56,7 @@ TEST(VxSerializationArchive, ShortReadsGiveDefaults)
         unsigned int number = 9;
         double real = 9.5;
         bool flag = true;
-        EXPECT_EQ(archive.read(number), -1);
-        EXPECT_EQ(archive.read(real), -1);
-        EXPECT_EQ(archive.read(flag), -1);
+        EXPECT_EQ(archive.read(number) + archive.read(real) + archive.read(flag), -3); // each one fails
         EXPECT_EQ(number, 0u);
         EXPECT_EQ(real, 0.0);
         EXPECT_FALSE(flag);
