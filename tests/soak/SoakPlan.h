@@ -9,14 +9,11 @@
 #include <mutex>
 #include <random>
 #include <regex>
-#include <string>
-#include <vector>
 
 // The soak's commands, and its server side: each request is answered with a
-// fault drawn at random (a plain success included), and the plan knows the
-// one result message that answer calls for. Each command kind draws from a
-// generator of its own, so that a seed replays the same faults whatever the
-// order in which a wave's requests reach the server.
+// fault drawn at random (a plain success included), and the plan knows the one
+// result that answer calls for. Each kind draws from a generator of its own, so
+// a seed replays the same faults in whatever order a wave's requests arrive.
 namespace Soak {
 
 using Message = RecordingListener::Message;
@@ -59,11 +56,25 @@ inline const Command& command(int kind)
 class FaultPlan
 {
 public:
-    explicit FaultPlan(unsigned int seed) : served(KindCount)
+    explicit FaultPlan(unsigned int seed)
     {
-        for (unsigned int kind = 0; kind < KindCount; ++kind)
-            random.emplace_back(seed + kind);
+        for (unsigned int kind = 0; kind < KindCount; ++kind) random.emplace_back(seed + kind);
+        clear();
     }
+
+    // Forgets what was served: a wave asks only about its own requests. One
+    // that the server never answers (a failed handshake, a kept-alive
+    // connection closed as it was sent, a cut) is owed the transport failure.
+    void clear()
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        owing.clear();
+        for (int kind = 0; kind < KindCount; ++kind)
+            owing.push_back(failure(kind, command(kind).device ? 0x00 : kind == Login ? 0xB0 : 0xB1));
+    }
+
+    // The result owed to the latest request of this kind.
+    Message owed(int kind) const { std::lock_guard<std::mutex> lock(mutex); return owing[static_cast<size_t>(kind)]; }
 
     TestHttpsServer::Reply answer(const TestHttpsServer::Request& request)
     {
@@ -71,20 +82,16 @@ public:
         enum { OwnSuccess = 1, Unusable, Cut };
         struct Fault { int weight, status; const char* body; uint8_t standard, device; }; // weights add up to 100
         static const Fault kFaults[] = {
-            {50, OwnSuccess, "", 0, 0},
-            {9, Unusable, "", 0x40, 0x00}, // 200, but not JSON or a token for another maker
-            {4, 500, "{\"error\":{\"code\":\"E5001001\"}}", 0x90, 0xC7},
-            {4, 503, "{\"error\":{\"code\":\"I5031001\"}}", 0xA0, 0xC8},
-            {3, 500, "<html><body>Internal Server Error</body></html>", 0xB2, 0xC7},
-            {3, 401, "{\"error\":{\"code\":\"E4019002\"}}", 0x51, 0xC1},
-            {3, 404, "{\"error\":{\"code\":\"E4041001\"}}", 0x80, 0x00},
-            {3, 400, "{\"error\":{\"code\":\"E4001002\"}}", 0x61, 0xC0},
+            {55, OwnSuccess, "", 0, 0},
+            {10, Unusable, "", 0x40, 0x00}, // 200, but not JSON or a token for another maker
+            {5, 500, "{\"error\":{\"code\":\"E5001001\"}}", 0x90, 0xC7},
+            {4, 500, "<html><body>Internal Server Error</body></html>", 0xB2, 0xC7},
+            {4, 401, "{\"error\":{\"code\":\"E4019002\"}}", 0x51, 0xC1},
+            {4, 404, "{\"error\":{\"code\":\"E4041001\"}}", 0x80, 0x00},
             {3, 204, "", 0xB2, 0x00}, // the success status of a delete
-            {3, 502, "", 0xB2, 0x00},
-            {3, 403, "", 0x70, 0x00},
-            {3, 429, "", 0xB2, 0xC6},
+            {4, 502, "", 0xB2, 0x00},
             {3, 302, "", 0xB2, 0x00},
-            {6, Cut, "", 0, 0},
+            {8, Cut, "", 0, 0},
         };
         std::lock_guard<std::mutex> lock(mutex);
         int kind = 0;
@@ -95,54 +102,33 @@ public:
             return Reply::withStatus(404); // no command sends it: a result then differs from the one owed
         std::mt19937& r = random[static_cast<size_t>(kind)];
         const Fault* fault = kFaults;
-        for (int draw = static_cast<int>(r() % 100); draw >= fault->weight; draw -= (fault++)->weight) {
-        }
+        for (int draw = static_cast<int>(r() % 100); draw >= fault->weight; draw -= (fault++)->weight) {}
         const bool isDelete = command(kind).method[0] == 'D';
-        // A certificate that does not parse is answered with silence, which a wave cannot wait for.
+        // 204 is a delete's success; a certificate that does not parse gets no answer, which a wave cannot wait for.
         if ((fault->status == Unusable && kind == Certificate) || (fault->status == 204 && isDelete))
             fault = &kFaults[2];
-        Served& out = served[static_cast<size_t>(kind)];
-        out = Served{true, false, "", command(kind).device ? fault->device : fault->standard};
+        Message& out = owing[static_cast<size_t>(kind)];
+        if (fault->status != Cut)
+            out = failure(kind, command(kind).device ? fault->device : fault->standard);
         Reply reply = fault->status == 302 ? Reply::redirect("https://127.0.0.1:1/moved") : Reply::withStatus(fault->status, fault->body);
         if (fault->status == OwnSuccess || fault->status == Unusable) {
             // Read bodies pass unparsed; a login must parse, a delete wants 204.
             const bool own = fault->status == OwnSuccess;
-            out.body = !own ? (kind == Login ? "{\"access_token\":\"t\",\"role\":\"other\"}" : "{\"spots\": [{\"id")
-                            : isDelete ? "" : successBody(kind, r);
-            out.success = own || (kind != Login && !isDelete);
-            reply = Reply::ok(out.body);
+            const std::string body = !own ? (kind == Login ? "{\"access_token\":\"t\",\"role\":\"other\"}" : "{\"spots\": [{\"id")
+                                          : isDelete ? "" : successBody(kind, r);
+            if (own || (kind != Login && !isDelete))
+                out = Message{command(kind).successId, std::vector<uint8_t>(body.begin(), body.end())};
+            reply = Reply::ok(body);
             reply.status = own && isDelete ? 204 : own && kind == Certificate && r() % 2 ? 201 : 200;
         } else if (fault->status == Cut) {
             const std::string body = successBody(kind, r) + std::string(40, ' ');
             reply = Reply::truncated(body, static_cast<long long>(body.size() / 2));
-            out = Served();
         }
         return r() % 4 == 0 ? Reply::delayed(1 + static_cast<int>(r() % 30), reply) : reply;
     }
 
-    // Forgets what was served: a wave asks only about its own requests.
-    void clear()
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        served.assign(KindCount, Served());
-    }
-
-    // The result owed to the latest request of this kind; one the server
-    // never answered (a failed handshake, a cut, a kept-alive connection
-    // closed as it was sent) is owed the transport failure.
-    Message owed(int kind) const
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        const Command& c = command(kind);
-        const Served& s = served[static_cast<size_t>(kind)];
-        if (s.success)
-            return Message{c.successId, std::vector<uint8_t>(s.body.begin(), s.body.end())};
-        const uint8_t network = c.device ? 0x00 : kind == Login ? 0xB0 : 0xB1;
-        return Message{c.failureId, std::vector<uint8_t>(1, s.seen ? s.code : network)};
-    }
-
 private:
-    struct Served { bool seen = false, success = false; std::string body; uint8_t code = 0; };
+    static Message failure(int kind, uint8_t code) { return Message{command(kind).failureId, std::vector<uint8_t>(1, code)}; }
 
     static std::string successBody(int kind, std::mt19937& r)
     {
@@ -159,7 +145,7 @@ private:
 
     mutable std::mutex mutex;
     std::vector<std::mt19937> random;
-    std::vector<Served> served;
+    std::vector<Message> owing;
 };
 
 } // namespace Soak
