@@ -1,0 +1,153 @@
+#ifndef ORVKIT_SOAK_PLAN_H
+#define ORVKIT_SOAK_PLAN_H
+
+#include "RecordingListener.h"
+#include "TestHttpsServer.h"
+
+#include <OrvKitDef.h>
+
+#include <mutex>
+#include <random>
+#include <regex>
+
+// The soak's commands, and its server side: each request is answered with a
+// fault drawn at random (a plain success included), and the plan knows the one
+// result that answer calls for. Each kind draws from a generator of its own, so
+// a seed replays the same faults in whatever order a wave's requests arrive.
+namespace Soak {
+
+using Message = RecordingListener::Message;
+
+enum Kind { Login, InfoSummary, Spots, SpotDetail, Folders, Destinations, DeleteDestination,
+            PlansSummary, Plans, DeletePlans, Genres, Certificate, Shadow, KindCount };
+
+struct Command
+{
+    unsigned long code;
+    const char* method;
+    const char* path;        // a regular expression over the decoded path
+    unsigned long successId; // 0: the completion sends no message at all
+    unsigned long failureId;
+    bool device;             // the certificate and shadow endpoints' error mapping
+};
+
+inline const Command& command(int kind)
+{
+    using namespace OrvKitDef;
+    static const Command kCommands[KindCount] = {
+        {CMD_LOGIN, "POST", "/api/navi/authorization/v1/local", MSG_LOGIN_RESULT, MSG_LOGIN_RESULT_ERROR, false},
+        {CMD_GET_INFO_SUMMARY, "GET", "/api/navi/info/v1/summary", MSG_INFO_SUMMARY_RESULT, MSG_RESULT_ERROR, false},
+        {CMD_GET_SPOTS, "GET", "/api/navi/bookmarks/v1/spots", MSG_SPOTS_RESULT, MSG_RESULT_ERROR, false},
+        {CMD_GET_SPOT_DETAIL, "GET", "/api/navi/bookmarks/v1/spots/SM3,AF,396J", 0, 0, false},
+        {CMD_GET_FOLDERS, "GET", "/api/navi/bookmarks/v1/folders", MSG_FOLDERS_RESULT, MSG_RESULT_ERROR, false},
+        {CMD_GET_DESTINATIONS, "GET", "/api/navi/bookmarks/v1/destinations", MSG_DESTINATIONS_RESULT, MSG_RESULT_ERROR, false},
+        {CMD_DELETE_DESTINATION, "DELETE", "/api/navi/bookmarks/v1/destinations/.+", MSG_DELETE_DESTINATION_RESULT,
+         MSG_RESULT_ERROR, false},
+        {CMD_GET_PLANS_SUMMARY, "GET", "/api/navi/driveplans/v1/plans/summary", 0, 0, false},
+        {CMD_GET_PLANS, "GET", "/api/navi/driveplans/v1/plans", MSG_PLANS_RESULT, MSG_RESULT_ERROR, false},
+        {CMD_DELETE_PLANS, "DELETE", "/api/navi/driveplans/v1/plans", MSG_DELETE_PLANS_RESULT, MSG_RESULT_ERROR, false},
+        {CMD_GET_GENRES, "GET", "/api/navi/info/v1/genres", 0, 0, false},
+        {CMD_GET_CERTIFICATE, "POST", "/(prod|dev)/cert", MSG_CERTIFICATE_RESULT, MSG_CERTIFICATE_ERROR, true},
+        {CMD_UPDATE_SHADOW, "POST", "/things/.+/shadow", MSG_SHADOW_RESULT, MSG_RESULT_ERROR, true},
+    };
+    return kCommands[kind];
+}
+
+class FaultPlan
+{
+public:
+    explicit FaultPlan(unsigned int seed)
+    {
+        for (unsigned int kind = 0; kind < KindCount; ++kind) random.emplace_back(seed + kind);
+        clear();
+    }
+
+    // Forgets what was served: a wave asks only about its own requests. One
+    // that the server never answers (a failed handshake, a kept-alive
+    // connection closed as it was sent, a cut) is owed the transport failure.
+    void clear()
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        owing.clear();
+        for (int kind = 0; kind < KindCount; ++kind)
+            owing.push_back(failure(kind, command(kind).device ? 0x00 : kind == Login ? 0xB0 : 0xB1));
+    }
+
+    // The result owed to the latest request of this kind.
+    Message owed(int kind) const { std::lock_guard<std::mutex> lock(mutex); return owing[static_cast<size_t>(kind)]; }
+
+    TestHttpsServer::Reply answer(const TestHttpsServer::Request& request)
+    {
+        using Reply = TestHttpsServer::Reply;
+        enum { OwnSuccess = 1, Unusable, Cut };
+        struct Fault { int weight, status; const char* body; uint8_t standard, device; }; // weights add up to 100
+        static const Fault kFaults[] = {
+            {55, OwnSuccess, "", 0, 0},
+            {10, Unusable, "", 0x40, 0x00}, // 200, but not JSON or a token for another maker
+            {5, 500, "{\"error\":{\"code\":\"E5001001\"}}", 0x90, 0xC7},
+            {4, 500, "<html><body>Internal Server Error</body></html>", 0xB2, 0xC7},
+            {4, 401, "{\"error\":{\"code\":\"E4019002\"}}", 0x51, 0xC1},
+            {4, 404, "{\"error\":{\"code\":\"E4041001\"}}", 0x80, 0x00},
+            {3, 204, "", 0xB2, 0x00}, // the success status of a delete
+            {4, 502, "", 0xB2, 0x00},
+            {3, 302, "", 0xB2, 0x00},
+            {8, Cut, "", 0, 0},
+        };
+        std::lock_guard<std::mutex> lock(mutex);
+        int kind = 0;
+        while (kind < KindCount && (request.method != command(kind).method ||
+                                    !std::regex_match(request.path, std::regex(command(kind).path))))
+            ++kind;
+        if (kind == KindCount)
+            return Reply::withStatus(404); // no command sends it: a result then differs from the one owed
+        std::mt19937& r = random[static_cast<size_t>(kind)];
+        const Fault* fault = kFaults;
+        for (int draw = static_cast<int>(r() % 100); draw >= fault->weight; draw -= (fault++)->weight) {}
+        const bool isDelete = command(kind).method[0] == 'D';
+        // 204 is a delete's success; a certificate that does not parse gets no answer, which a wave cannot wait for.
+        if ((fault->status == Unusable && kind == Certificate) || (fault->status == 204 && isDelete))
+            fault = &kFaults[2];
+        Message& out = owing[static_cast<size_t>(kind)];
+        if (fault->status != Cut)
+            out = failure(kind, command(kind).device ? fault->device : fault->standard);
+        Reply reply = fault->status == 302 ? Reply::redirect("https://127.0.0.1:1/moved") : Reply::withStatus(fault->status, fault->body);
+        if (fault->status == OwnSuccess || fault->status == Unusable) {
+            // Read bodies pass unparsed; a login must parse, a delete wants 204.
+            const bool own = fault->status == OwnSuccess;
+            const std::string body = !own ? (kind == Login ? "{\"access_token\":\"t\",\"role\":\"other\"}" : "{\"spots\": [{\"id")
+                                          : isDelete ? "" : successBody(kind, r);
+            if (own || (kind != Login && !isDelete))
+                out = Message{command(kind).successId, std::vector<uint8_t>(body.begin(), body.end())};
+            reply = Reply::ok(body);
+            reply.status = own && isDelete ? 204 : own && kind == Certificate && r() % 2 ? 201 : 200;
+        } else if (fault->status == Cut) {
+            const std::string body = successBody(kind, r) + std::string(40, ' ');
+            reply = Reply::truncated(body, static_cast<long long>(body.size() / 2));
+        }
+        return r() % 4 == 0 ? Reply::delayed(1 + static_cast<int>(r() % 30), reply) : reply;
+    }
+
+private:
+    static Message failure(int kind, uint8_t code) { return Message{command(kind).failureId, std::vector<uint8_t>(1, code)}; }
+
+    static std::string successBody(int kind, std::mt19937& r)
+    {
+        const std::string n = std::to_string(r());
+        if (kind == Login) // already expired, so that every login asks the server again
+            return "{\"access_token\":\"token-" + n + "\",\"expiration_date\":1,\"role\":\"tlv\"}";
+        if (kind == Certificate)
+            return "{\"caCertificatePem\":\"ca-" + n + "\",\"certificatePem\":\"c-" + n + "\",\"privateKey\":\"k-" + n + "\"}";
+        std::string body = "{\"serial\":" + n + ",\"spots\":[{\"id\":\"SM3,AF,396J\",\"name\":\"東京スカイツリー\"}";
+        for (int i = r() % 20 == 0 ? 0 : 3000; i < 3000; ++i) // now and then far more than one read of the transport
+            body += ",{\"id\":\"S" + std::to_string(i) + "\",\"memo\":\"展望デッキは混むので平日の朝に\"}";
+        return body + "]}";
+    }
+
+    mutable std::mutex mutex;
+    std::vector<std::mt19937> random;
+    std::vector<Message> owing;
+};
+
+} // namespace Soak
+
+#endif
