@@ -2,7 +2,6 @@
 // commands as with no token, and a login stores its token wherever a file
 // can take that place.
 #include "ServiceFixture.h"
-#include "ServiceTestData.h"
 #include "sysdata/SysDataOrvToken.h"
 
 #include <OrvKitDef.h>
@@ -16,8 +15,6 @@
 #include <unistd.h>
 
 using namespace OrvKitDef;
-using namespace servicetest;
-using Message = KitSession::Message;
 
 namespace {
 
@@ -44,7 +41,7 @@ protected:
     std::string authorization()
     {
         const std::vector<Message> heard =
-            session->run(CMD_GET_INFO_SUMMARY, {0}, {MSG_INFO_SUMMARY_RESULT, MSG_RESULT_ERROR}, 3000);
+            run(CMD_GET_INFO_SUMMARY, {0}, {MSG_INFO_SUMMARY_RESULT, MSG_RESULT_ERROR}, 3000);
         if (heard.empty()) {
             releaseStuckReader();
             ADD_FAILURE() << "no answer to the command";
@@ -83,8 +80,7 @@ TEST_F(TokenFileTest, KitAnswersWhateverIsAtTheTokenPath)
         EXPECT_LE(before.size(), 7u);
 
         const std::vector<Message> heard =
-            session->run(CMD_LOGIN, loginBlock(7, {"M1", "D1", "driver01", "secret"}),
-                         {MSG_LOGIN_RESULT, MSG_LOGIN_ERROR, MSG_LOGIN_RESULT_ERROR}, 3000);
+            run(CMD_LOGIN, login7(), {}, 3000);
         ASSERT_FALSE(heard.empty());
         EXPECT_EQ(heard.back().id, MSG_LOGIN_RESULT);
         EXPECT_FALSE(heard.back().payload.empty()) << "the login must have asked the server";
