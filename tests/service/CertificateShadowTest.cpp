@@ -1,8 +1,7 @@
 // The device certificate and the position report over mutual TLS: what is
-// fetched and when, what reaches the shadow, and what the TLS layer refuses.
+// fetched and when, what reaches the shadow, what the TLS layer refuses, and
+// the server certificate checks (off by default, on request against a bundle).
 #include "ServiceFixture.h"
-
-using namespace OrvKitDef;
 
 namespace {
 
@@ -21,20 +20,22 @@ protected:
         }
     }
 
-    void openShadowKit()
+    void openShadowKit(bool strict = false)
     {
         OrvKitPreferences prefs = preferences();
         prefs.deviceShadowOrigin = shadow->origin();
         prefs.deviceShadowTestOrigin = shadowTest->origin();
+        prefs.verifyServerCertificates = strict;
+        prefs.caBundlePath = strict ? pki().ca().certificatePath : std::string();
         openKit(prefs);
     }
 
-    size_t fetches(const std::string& path = "/prod/cert")
+    static size_t fetches(const TestHttpsServer& server)
     {
-        size_t count = 0;
-        for (const TestHttpsServer::Request& request : (path == "/prod/cert" ? production : testCloud)->requests())
-            count += request.path == path ? 1 : 0;
-        return count;
+        const std::vector<TestHttpsServer::Request> all = server.requests();
+        return std::count_if(all.begin(), all.end(), [](const TestHttpsServer::Request& r) {
+            return r.path.find("/cert") != std::string::npos;
+        });
     }
 
     std::unique_ptr<TestHttpsServer> shadow;
@@ -43,21 +44,11 @@ protected:
 
 OrvKitDat::CarPositions foreignPosition()
 {
-    OrvKitDat::CarPositions positions;
-    positions.maker = "99";
-    positions.model = "OTHER";
-    positions.deviceNo = "000";
-    positions.type = "car";
-    positions.lon = 139.7;
-    positions.lat = 35.68;
-    positions.measuredAt = "2024-06-15T00:30:00Z";
-    positions.direction = 90;
-    positions.speed = 40;
-    positions.elevation = -3.5;
-    positions.accuracy = 12.34;
-    positions.roadType = 2;
-    positions.accOff = true;
-    return positions;
+    OrvKitDat::CarPositions p;
+    p.maker = "99"; p.model = "OTHER"; p.deviceNo = "000"; p.type = "car"; p.measuredAt = "2024-06-15T00:30:00Z";
+    p.lon = 139.7; p.lat = 35.68; p.direction = 90; p.speed = 40; p.elevation = -3.5; p.accuracy = 12.34;
+    p.roadType = 2; p.accOff = true;
+    return p;
 }
 
 TEST_F(CertificateShadowTest, LoginCertificateAndShadowInOneChain)
@@ -97,21 +88,16 @@ TEST_F(CertificateShadowTest, LoginCertificateAndShadowInOneChain)
               "\"accuracy\": 12.3,\"roadType\": 2,\"accOff\": true}]}}}");
 
     // Held: answered at once, with no request, until a login reaches the server.
-    const struct
-    {
-        long long expiration;
-        bool fetched;
-    } rounds[] = {{now() + 3600, false}, {0, true}, {now() + 3600, false}};
     size_t expected = 1;
-    for (const auto& round : rounds) {
-        storeToken(round.expiration == 0 ? kStoredToken : kIssuedToken, round.expiration);
+    for (long long expiration : {now() + 3600, 0LL, now() + 3600}) {
+        storeToken(kIssuedToken, expiration);
         ASSERT_EQ(last(CMD_LOGIN, login7()).id, MSG_LOGIN_RESULT);
         heard = run(CMD_GET_CERTIFICATE, {0});
         ASSERT_EQ(heard.size(), 1u);
         EXPECT_EQ(heard[0].id, MSG_CERTIFICATE_RESULT);
-        EXPECT_EQ(heard[0].payload.empty(), !round.fetched);
-        expected += round.fetched ? 1 : 0;
-        EXPECT_EQ(fetches(), expected);
+        EXPECT_EQ(heard[0].payload.empty(), expiration != 0);
+        expected += expiration == 0 ? 1 : 0;
+        EXPECT_EQ(fetches(*production), expected);
     }
 }
 
@@ -125,7 +111,7 @@ TEST_F(CertificateShadowTest, PartialCertificateIsFetchedAgain)
         const std::vector<Message> heard = run(CMD_GET_CERTIFICATE, {0});
         ASSERT_EQ(heard.size(), 1u);
         EXPECT_FALSE(heard[0].payload.empty());
-        EXPECT_EQ(fetches(), round);
+        EXPECT_EQ(fetches(*production), round);
     }
     // Without its key the certificate cannot be presented.
     EXPECT_EQ(last(CMD_UPDATE_SHADOW, positionsCommand()).id, MSG_RESULT_ERROR);
@@ -162,7 +148,7 @@ TEST_F(CertificateShadowTest, TestIdentityUsesTheTestEndpoints)
     openShadowKit();
     identify(7, "M", "123", "QahvomTPsk42");
     EXPECT_EQ(last(CMD_GET_CERTIFICATE, {0}).id, MSG_CERTIFICATE_RESULT);
-    EXPECT_EQ(fetches("/dev/cert"), 1u);
+    EXPECT_EQ(only(*testCloud).target, "/dev/cert");
     EXPECT_EQ(testCloud->lastRequest().body, "{\"model\": \"M\",\"deviceNo\": \"123\"}");
     EXPECT_EQ(last(CMD_UPDATE_SHADOW, positionsCommand()).id, MSG_SHADOW_RESULT);
     EXPECT_EQ(only(*shadowTest).target, "/things/M-123/shadow");
@@ -179,10 +165,61 @@ TEST_F(CertificateShadowTest, HostileShadowBytesStillReportTheServiceIdentity)
         SCOPED_TRACE(bytes.size());
         production->clearRequests();
         EXPECT_EQ(last(CMD_UPDATE_SHADOW, bytes).id, MSG_SHADOW_RESULT);
-        const std::string body = only(*production).body;
-        EXPECT_EQ(body.find("{\"state\":{\"reported\":{\"maker\": \"07\",\"model\": \"M1\",\"deviceNo\": \"D1\","), 0u)
-            << body;
+        EXPECT_EQ(only(*production).body.find(
+                      "{\"state\":{\"reported\":{\"maker\": \"07\",\"model\": \"M1\",\"deviceNo\": \"D1\","),
+                  0u);
     }
+}
+
+TEST_F(CertificateShadowTest, ServerCertificatesAreCheckedOnlyWhenAskedFor)
+{
+    TestHttpsServer foreign(TestHttpsServer::otherCa(pki()));
+    addDefaultRoutes(foreign);
+    ASSERT_TRUE(foreign.start());
+    const struct
+    {
+        const char* name;
+        bool foreignServer;
+        bool verify;
+        bool withBundle;
+        bool accepted;
+    } cases[] = {
+        {"strict, server of the bundle's CA", false, true, true, true},
+        {"strict, server of another CA", true, true, true, false},
+        {"strict, system CAs only", false, true, false, false},
+        {"default, server of another CA", true, false, false, true},
+        {"bundle without strict mode", true, false, true, true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        TestHttpsServer& server = c.foreignServer ? foreign : *production;
+        server.clearRequests();
+        OrvKitPreferences prefs = allAt(preferences(), server.origin());
+        prefs.verifyServerCertificates = c.verify;
+        prefs.caBundlePath = c.withBundle ? pki().ca().certificatePath : std::string();
+        openKit(prefs); // a fresh kit: open connections are reused whatever the TLS settings
+        Message m = last(CMD_GET_INFO_SUMMARY, {0});
+        EXPECT_EQ(m.id, c.accepted ? MSG_INFO_SUMMARY_RESULT : MSG_RESULT_ERROR);
+        EXPECT_EQ(m.payload.size() == 1 ? m.payload[0] : 0, c.accepted ? 0 : RESULT_NETWORK_FAILURE);
+        storeToken(kStoredToken, 0); // POST requests follow the same rule
+        m = last(CMD_LOGIN, login7());
+        EXPECT_EQ(m.id, c.accepted ? MSG_LOGIN_RESULT : MSG_LOGIN_RESULT_ERROR);
+        EXPECT_EQ(m.payload.size() == 1 ? m.payload[0] : 0, c.accepted ? 0 : RESULT_LOGIN_NETWORK_FAILURE);
+        EXPECT_EQ(server.requestCount(), c.accepted ? 2u : 0u);
+    }
+}
+
+TEST_F(CertificateShadowTest, StrictShadowConnectionTrustsTheBundleAndKeepsTheClientCertificate)
+{
+    // The certificate answer names another CA; the bundle's CA signed the shadow server.
+    production->route("POST", "/prod/cert", Reply::ok(certificateBody(pki().otherCa().certificatePem,
+                                                                      pki().client().certificatePem,
+                                                                      pki().client().privateKeyPem)));
+    openShadowKit(true);
+    identify(7, "M1", "D1");
+    ASSERT_EQ(last(CMD_GET_CERTIFICATE, {0}).id, MSG_CERTIFICATE_RESULT);
+    EXPECT_EQ(last(CMD_UPDATE_SHADOW, positionsCommand()).id, MSG_SHADOW_RESULT);
+    EXPECT_EQ(only(*shadow).clientCommonName, pki().client().commonName);
 }
 
 } // namespace

@@ -2,8 +2,6 @@
 // that come before their results, and the request pools behind them.
 #include "ServiceFixture.h"
 
-using namespace OrvKitDef;
-
 namespace {
 
 class DataCommandsTest : public ServiceFixture

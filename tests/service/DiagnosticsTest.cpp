@@ -8,8 +8,6 @@
 
 #include <cstdlib>
 
-using namespace OrvKitDef;
-
 namespace {
 
 const char kPassword[] = "pw-7Hq2-never-logged";
@@ -63,7 +61,7 @@ TEST_F(DiagnosticsTest, EachFailureClassLogsItsCause)
     TestHttpsServer modernOnly(tls13);
     ASSERT_TRUE(modernOnly.start());
     const std::string path = "/api/navi/bookmarks/v1/destinations";
-    production->route("GET", path, Reply::withStatus(404, errorBody("E4041001")));
+    production->route("GET", path, err(404, "E4041001"));
     const std::string closed = "https://127.0.0.1:1", proxyPort = "1"; // nothing listens there
     const std::string ours = production->origin();
     const struct

@@ -18,8 +18,6 @@
 #include <mutex>
 #include <thread>
 
-using namespace OrvKitDef;
-
 namespace {
 
 sockaddr_in loopback(int port)

@@ -7,8 +7,6 @@
 #include <atomic>
 #include <thread>
 
-using namespace OrvKitDef;
-
 namespace {
 
 class OrvServerServiceTest : public ServiceFixture

@@ -3,8 +3,6 @@
 // answer nothing and the device endpoints' own codes.
 #include "ServiceFixture.h"
 
-using namespace OrvKitDef;
-
 namespace {
 
 struct StatusCase
@@ -12,8 +10,6 @@ struct StatusCase
     Reply reply;
     uint8_t code;
 };
-
-Reply err(int status, const char* code) { return Reply::withStatus(status, errorBody(code)); }
 
 class ResultMappingTest : public ServiceFixture
 {
