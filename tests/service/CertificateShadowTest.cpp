@@ -11,12 +11,11 @@ protected:
     void SetUp() override
     {
         ServiceFixture::SetUp();
-        shadow.reset(new TestHttpsServer(TestHttpsServer::mutualTls(pki())));
-        shadowTest.reset(new TestHttpsServer(TestHttpsServer::mutualTls(pki())));
-        for (TestHttpsServer* server : {shadow.get(), shadowTest.get()}) {
-            server->route("POST", "/things/", Reply::ok("{\"state\":{\"reported\":{\"ok\":1}}}"),
-                          TestHttpsServer::Match::Prefix);
-            ASSERT_TRUE(server->start());
+        for (auto* server : {&shadow, &shadowTest}) {
+            server->reset(new TestHttpsServer(TestHttpsServer::mutualTls(pki())));
+            (*server)->route("POST", "/things/", Reply::ok("{\"state\":{\"reported\":{\"ok\":1}}}"),
+                             TestHttpsServer::Match::Prefix);
+            ASSERT_TRUE((*server)->start());
         }
     }
 
@@ -30,12 +29,10 @@ protected:
         openKit(prefs);
     }
 
-    static size_t fetches(const TestHttpsServer& server)
+    size_t fetches() const
     {
-        const std::vector<TestHttpsServer::Request> all = server.requests();
-        return std::count_if(all.begin(), all.end(), [](const TestHttpsServer::Request& r) {
-            return r.path.find("/cert") != std::string::npos;
-        });
+        const std::vector<TestHttpsServer::Request> all = production->requests();
+        return std::count_if(all.begin(), all.end(), [](const TestHttpsServer::Request& r) { return r.path == "/prod/cert"; });
     }
 
     std::unique_ptr<TestHttpsServer> shadow;
@@ -56,12 +53,10 @@ TEST_F(CertificateShadowTest, LoginCertificateAndShadowInOneChain)
     storeToken(kStoredToken, 0);
     openShadowKit();
     ASSERT_EQ(last(CMD_LOGIN, login7()).id, MSG_LOGIN_RESULT);
-
     std::vector<Message> heard = run(CMD_GET_CERTIFICATE, {0});
     ASSERT_EQ(heard.size(), 1u) << "a certificate request is not acknowledged first";
     EXPECT_EQ(heard[0].id, MSG_CERTIFICATE_RESULT);
-    EXPECT_EQ(textOf(heard[0].payload), certificateBody(pki().ca().certificatePem, pki().client().certificatePem,
-                                                        pki().client().privateKeyPem));
+    EXPECT_EQ(textOf(heard[0].payload), ourCertificate());
     const TestHttpsServer::Request fetch = production->lastRequest();
     EXPECT_EQ(fetch.method, "POST");
     EXPECT_EQ(fetch.target, "/prod/cert");
@@ -78,7 +73,7 @@ TEST_F(CertificateShadowTest, LoginCertificateAndShadowInOneChain)
     EXPECT_EQ(update.method, "POST");
     EXPECT_EQ(update.target, "/things/M1-D1/shadow");
     EXPECT_EQ(update.clientCommonName, pki().client().commonName);
-    EXPECT_FALSE(update.hasHeader("Authorization")) << "the certificate authenticates the device";
+    EXPECT_EQ(update.headers.count("Authorization"), 0u) << "the certificate authenticates the device";
     EXPECT_EQ(update.header("Content-Type"), "application/json");
     // The record's own maker, model and device number are replaced by the service's.
     EXPECT_EQ(update.body,
@@ -97,27 +92,12 @@ TEST_F(CertificateShadowTest, LoginCertificateAndShadowInOneChain)
         EXPECT_EQ(heard[0].id, MSG_CERTIFICATE_RESULT);
         EXPECT_EQ(heard[0].payload.empty(), expiration != 0);
         expected += expiration == 0 ? 1 : 0;
-        EXPECT_EQ(fetches(*production), expected);
+        EXPECT_EQ(fetches(), expected);
     }
 }
 
-TEST_F(CertificateShadowTest, PartialCertificateIsFetchedAgain)
-{
-    production->route("POST", "/prod/cert",
-                      Reply::ok(certificateBody(pki().ca().certificatePem, pki().client().certificatePem, "")));
-    openShadowKit();
-    identify(7, "M1", "D1");
-    for (size_t round = 1; round <= 2; ++round) {
-        const std::vector<Message> heard = run(CMD_GET_CERTIFICATE, {0});
-        ASSERT_EQ(heard.size(), 1u);
-        EXPECT_FALSE(heard[0].payload.empty());
-        EXPECT_EQ(fetches(*production), round);
-    }
-    // Without its key the certificate cannot be presented.
-    EXPECT_EQ(last(CMD_UPDATE_SHADOW, positionsCommand()).id, MSG_RESULT_ERROR);
-    EXPECT_EQ(shadow->requestCount(), 0u);
-}
-
+// A certificate that cannot be presented fails the report at the TLS layer,
+// and one without its key is fetched anew each time.
 TEST_F(CertificateShadowTest, TlsRefusalsGoThroughTheDeviceCodes)
 {
     const TestPki::Identity stranger = pki().issueClientCertificate("orv-stranger", true);
@@ -126,15 +106,18 @@ TEST_F(CertificateShadowTest, TlsRefusalsGoThroughTheDeviceCodes)
         std::string(), // no certificate held
         certificateBody(pki().otherCa().certificatePem, stranger.certificatePem, stranger.privateKeyPem),
         certificateBody("not a certificate", "nor this", "no key"),
+        certificateBody(pki().ca().certificatePem, pki().client().certificatePem, ""),
     };
     for (const std::string& answer : answers) {
         SCOPED_TRACE(answer.substr(0, 40));
         openShadowKit(); // a fresh kit: an open connection is reused whatever the certificate
         identify(7, "M1", "D1");
-        if (!answer.empty()) {
-            production->route("POST", "/prod/cert", Reply::ok(answer));
-            ASSERT_EQ(run(CMD_GET_CERTIFICATE, {0}).size(), 1u);
-        }
+        production->clearRequests();
+        production->route("POST", "/prod/cert", Reply::ok(answer));
+        const bool keyless = answer.find("\"privateKey\":\"\"") != std::string::npos;
+        for (int round = 0; !answer.empty() && round < 2; ++round)
+            EXPECT_EQ(run(CMD_GET_CERTIFICATE, {0}).size(), 1u);
+        EXPECT_EQ(fetches(), answer.empty() ? 0u : keyless ? 2u : 1u);
         const std::vector<Message> heard = run(CMD_UPDATE_SHADOW, positionsCommand(foreignPosition()));
         ASSERT_EQ(heard.size(), 2u);
         EXPECT_EQ(heard[1].id, MSG_RESULT_ERROR);
@@ -162,59 +145,62 @@ TEST_F(CertificateShadowTest, HostileShadowBytesStillReportTheServiceIdentity)
     const Bytes valid = positionsCommand(foreignPosition());
     for (const Bytes& bytes : {Bytes(64, 0xFF), Bytes(valid.begin(), valid.begin() + static_cast<long>(valid.size() / 2)),
                                Bytes{0x00}}) {
-        SCOPED_TRACE(bytes.size());
         production->clearRequests();
         EXPECT_EQ(last(CMD_UPDATE_SHADOW, bytes).id, MSG_SHADOW_RESULT);
-        EXPECT_EQ(only(*production).body.find(
-                      "{\"state\":{\"reported\":{\"maker\": \"07\",\"model\": \"M1\",\"deviceNo\": \"D1\","),
+        EXPECT_EQ(only(*production).body.find("{\"state\":{\"reported\":{\"maker\": \"07\",\"model\": \"M1\","
+                                              "\"deviceNo\": \"D1\","),
                   0u);
     }
 }
 
-TEST_F(CertificateShadowTest, ServerCertificatesAreCheckedOnlyWhenAskedFor)
+// Every kind of request: one kit per server, as an open connection is reused
+// whatever the TLS settings of the next request.
+TEST_F(CertificateShadowTest, ServerCertificatesAreCheckedOnlyWhenAskedForAndOnlyTls12IsOffered)
 {
     TestHttpsServer foreign(TestHttpsServer::otherCa(pki()));
-    addDefaultRoutes(foreign);
-    ASSERT_TRUE(foreign.start());
-    const struct
-    {
-        const char* name;
-        bool foreignServer;
-        bool verify;
-        bool withBundle;
-        bool accepted;
-    } cases[] = {
-        {"strict, server of the bundle's CA", false, true, true, true},
-        {"strict, server of another CA", true, true, true, false},
-        {"strict, system CAs only", false, true, false, false},
-        {"default, server of another CA", true, false, false, true},
-        {"bundle without strict mode", true, false, true, true},
+    TestHttpsServer::Config tls13 = TestHttpsServer::tls(pki());
+    tls13.tls13Only = true;
+    TestHttpsServer modern(tls13);
+    for (TestHttpsServer* server : {&foreign, &modern}) {
+        addDefaultRoutes(*server);
+        ASSERT_TRUE(server->start());
+    }
+    const struct { const char* name; TestHttpsServer& server; bool verify, withBundle, accepted; } cases[] = {
+        {"strict, server of the bundle's CA", *production, true, true, true},
+        {"strict, server of another CA", foreign, true, true, false},
+        {"strict, system CAs only", *production, true, false, false},
+        {"default, server of another CA", foreign, false, false, true},
+        {"bundle without strict mode", foreign, false, true, true},
+        {"server offering TLS 1.3 only", modern, false, false, false},
+    };
+    const struct { unsigned long code; Bytes data; unsigned long success, failure; uint8_t result; } commands[] = {
+        {CMD_GET_INFO_SUMMARY, {0}, MSG_INFO_SUMMARY_RESULT, MSG_RESULT_ERROR, RESULT_NETWORK_FAILURE},
+        {CMD_DELETE_PLANS, {0}, MSG_DELETE_PLANS_RESULT, MSG_RESULT_ERROR, RESULT_NETWORK_FAILURE},
+        {CMD_LOGIN, login7(), MSG_LOGIN_RESULT, MSG_LOGIN_RESULT_ERROR, RESULT_LOGIN_NETWORK_FAILURE},
+        {CMD_GET_CERTIFICATE, {0}, MSG_CERTIFICATE_RESULT, MSG_CERTIFICATE_ERROR, DEVICE_RESULT_UNCLASSIFIED},
+        {CMD_UPDATE_SHADOW, positionsCommand(), MSG_SHADOW_RESULT, MSG_RESULT_ERROR, DEVICE_RESULT_UNCLASSIFIED},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        TestHttpsServer& server = c.foreignServer ? foreign : *production;
-        server.clearRequests();
-        OrvKitPreferences prefs = allAt(preferences(), server.origin());
+        OrvKitPreferences prefs = allAt(preferences(), c.server.origin());
         prefs.verifyServerCertificates = c.verify;
         prefs.caBundlePath = c.withBundle ? pki().ca().certificatePath : std::string();
-        openKit(prefs); // a fresh kit: open connections are reused whatever the TLS settings
-        Message m = last(CMD_GET_INFO_SUMMARY, {0});
-        EXPECT_EQ(m.id, c.accepted ? MSG_INFO_SUMMARY_RESULT : MSG_RESULT_ERROR);
-        EXPECT_EQ(m.payload.size() == 1 ? m.payload[0] : 0, c.accepted ? 0 : RESULT_NETWORK_FAILURE);
-        storeToken(kStoredToken, 0); // POST requests follow the same rule
-        m = last(CMD_LOGIN, login7());
-        EXPECT_EQ(m.id, c.accepted ? MSG_LOGIN_RESULT : MSG_LOGIN_RESULT_ERROR);
-        EXPECT_EQ(m.payload.size() == 1 ? m.payload[0] : 0, c.accepted ? 0 : RESULT_LOGIN_NETWORK_FAILURE);
-        EXPECT_EQ(server.requestCount(), c.accepted ? 2u : 0u);
+        openKit(prefs);
+        storeToken(kStoredToken, 0); // the login goes to the server
+        c.server.clearRequests();
+        for (const auto& command : commands) {
+            const Message m = last(command.code, command.data);
+            EXPECT_EQ(m.id, c.accepted ? command.success : command.failure) << std::hex << command.code;
+            EXPECT_TRUE(c.accepted || m.payload == Bytes{command.result}) << std::hex << command.code;
+        }
+        EXPECT_EQ(c.server.requestCount(), c.accepted ? 5u : 0u);
     }
 }
 
 TEST_F(CertificateShadowTest, StrictShadowConnectionTrustsTheBundleAndKeepsTheClientCertificate)
 {
     // The certificate answer names another CA; the bundle's CA signed the shadow server.
-    production->route("POST", "/prod/cert", Reply::ok(certificateBody(pki().otherCa().certificatePem,
-                                                                      pki().client().certificatePem,
-                                                                      pki().client().privateKeyPem)));
+    production->route("POST", "/prod/cert", Reply::ok(ourCertificate(pki().otherCa().certificatePem)));
     openShadowKit(true);
     identify(7, "M1", "D1");
     ASSERT_EQ(last(CMD_GET_CERTIFICATE, {0}).id, MSG_CERTIFICATE_RESULT);

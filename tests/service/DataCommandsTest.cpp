@@ -10,8 +10,10 @@ class DataCommandsTest : public ServiceFixture
 
 TEST_F(DataCommandsTest, EachCommandSendsItsRequest)
 {
-    const std::string id = "deviceNo=D1&maker=07&model=M1";
-    const std::string paged = "baseDate=&" + id + "&number=10&position=1";
+    const std::string id = "?deviceNo=D1&maker=07&model=M1", at = "?deviceNo=D1&lat=&lon=&maker=07&model=M1";
+    const std::string paged = "?baseDate=&deviceNo=D1&maker=07&model=M1&number=10&position=1";
+    const std::string spots = "/api/navi/bookmarks/v1/spots", folders = "/api/navi/bookmarks/v1/folders";
+    const std::string destinations = "/api/navi/bookmarks/v1/destinations", plans = "/api/navi/driveplans/v1/plans";
     const struct
     {
         unsigned long code;
@@ -20,29 +22,23 @@ TEST_F(DataCommandsTest, EachCommandSendsItsRequest)
         std::string target;
         unsigned long resultId; // 0: the context answers nothing
     } cases[] = {
-        {CMD_GET_INFO_SUMMARY, {0}, "GET", "/api/navi/info/v1/summary?" + id, MSG_INFO_SUMMARY_RESULT},
-        {CMD_GET_SPOTS, words({1, 2, 20, 0xFFFF}), "GET", "/api/navi/bookmarks/v1/spots?" + id + "&number=20&order=2&sort=1",
+        {CMD_GET_INFO_SUMMARY, {0}, "GET", "/api/navi/info/v1/summary" + id, MSG_INFO_SUMMARY_RESULT},
+        {CMD_GET_SPOTS, words({1, 2, 20, 0xFFFF}), "GET", spots + id + "&number=20&order=2&sort=1", MSG_SPOTS_RESULT},
+        {CMD_GET_SPOTS, words({3, 0, 0xFFFF, 0}), "GET", spots + at + "&number=65535&order=0&position=1&sort=3",
          MSG_SPOTS_RESULT},
-        {CMD_GET_SPOTS, words({3, 0, 0xFFFF, 0}), "GET",
-         "/api/navi/bookmarks/v1/spots?deviceNo=D1&lat=&lon=&maker=07&model=M1&number=65535&order=0&position=1&sort=3",
-         MSG_SPOTS_RESULT},
-        {CMD_GET_SPOTS, {0x01}, "GET",
-         "/api/navi/bookmarks/v1/spots?deviceNo=D1&lat=&lon=&maker=07&model=M1&number=0&order=0&position=1&sort=256",
-         MSG_SPOTS_RESULT},
-        {CMD_GET_FOLDERS, words({1, 2, 20, 0xFFFF}), "GET",
-         "/api/navi/bookmarks/v1/folders?" + id + "&number=20&order=2&sort=1", MSG_FOLDERS_RESULT},
-        {CMD_GET_FOLDERS, words({4, 1, 10, 7}), "GET",
-         "/api/navi/bookmarks/v1/folders?" + id + "&number=10&order=1&position=1&sort=4", MSG_FOLDERS_RESULT},
-        {CMD_GET_DESTINATIONS, {0}, "GET", "/api/navi/bookmarks/v1/destinations?" + id, MSG_DESTINATIONS_RESULT},
-        {CMD_DELETE_DESTINATION, bytesOf("abc"), "DELETE", "/api/navi/bookmarks/v1/destinations/abc?" + id,
-         MSG_DELETE_DESTINATION_RESULT},
-        {CMD_GET_PLANS, words({5}), "GET", "/api/navi/driveplans/v1/plans?" + paged, MSG_PLANS_RESULT},
-        {CMD_GET_PLANS, {0xFF}, "GET", "/api/navi/driveplans/v1/plans?" + paged, MSG_PLANS_RESULT},
-        {CMD_GET_PLANS, words({0xFFFF}), "GET", "/api/navi/driveplans/v1/plans?" + id, MSG_PLANS_RESULT},
-        {CMD_DELETE_PLANS, {0}, "DELETE", "/api/navi/driveplans/v1/plans?" + id, MSG_DELETE_PLANS_RESULT},
-        {CMD_GET_SPOT_DETAIL, {0}, "GET", "/api/navi/bookmarks/v1/spots/SM3,AF,396J?" + id, 0},
-        {CMD_GET_PLANS_SUMMARY, {0}, "GET", "/api/navi/driveplans/v1/plans/summary?" + id, 0},
-        {CMD_GET_GENRES, {0}, "GET", "/api/navi/info/v1/genres?" + id, 0},
+        {CMD_GET_SPOTS, {0x01}, "GET", spots + at + "&number=0&order=0&position=1&sort=256", MSG_SPOTS_RESULT},
+        {CMD_GET_FOLDERS, words({1, 2, 20, 0xFFFF}), "GET", folders + id + "&number=20&order=2&sort=1", MSG_FOLDERS_RESULT},
+        {CMD_GET_FOLDERS, words({4, 1, 10, 7}), "GET", folders + id + "&number=10&order=1&position=1&sort=4",
+         MSG_FOLDERS_RESULT},
+        {CMD_GET_DESTINATIONS, {0}, "GET", destinations + id, MSG_DESTINATIONS_RESULT},
+        {CMD_DELETE_DESTINATION, bytesOf("abc"), "DELETE", destinations + "/abc" + id, MSG_DELETE_DESTINATION_RESULT},
+        {CMD_GET_PLANS, words({5}), "GET", plans + paged, MSG_PLANS_RESULT},
+        {CMD_GET_PLANS, {0xFF}, "GET", plans + paged, MSG_PLANS_RESULT},
+        {CMD_GET_PLANS, words({0xFFFF}), "GET", plans + id, MSG_PLANS_RESULT},
+        {CMD_DELETE_PLANS, {0}, "DELETE", plans + id, MSG_DELETE_PLANS_RESULT},
+        {CMD_GET_SPOT_DETAIL, {0}, "GET", spots + "/SM3,AF,396J" + id, 0},
+        {CMD_GET_PLANS_SUMMARY, {0}, "GET", plans + "/summary" + id, 0},
+        {CMD_GET_GENRES, {0}, "GET", "/api/navi/info/v1/genres" + id, 0},
     };
     openKit();
     identify(7, "M1", "D1");
@@ -79,7 +75,7 @@ TEST_F(DataCommandsTest, IdentityAndIdBytesAreWrittenOneWayOnTheRequestLine)
     for (const auto& maker : {std::make_pair(0, "00"), std::make_pair(10, "10"), std::make_pair(255, "255")}) {
         identify(static_cast<unsigned char>(maker.first), "M1", "D1");
         ASSERT_EQ(last(CMD_GET_DESTINATIONS, {0}).id, MSG_DESTINATIONS_RESULT);
-        EXPECT_EQ(production->lastRequest().param("maker"), maker.second);
+        EXPECT_EQ(production->lastRequest().query, "deviceNo=D1&maker=" + std::string(maker.second) + "&model=M1");
     }
     identify(7, "M\xC3\xA9", "D\xE9");
     const std::string query = "?deviceNo=D%C3%A9&maker=07&model=M%C3%83%C2%A9";

@@ -1,6 +1,6 @@
 // The service's own rules that the end-to-end tests leave open: empty
-// commands (the facade refuses them), network failures in both mappers, the
-// network access status and the TLS version of every request.
+// commands (the facade refuses them), network failures in both mappers and
+// the network access status.
 #include "ServiceFixture.h"
 #include "service/OrvServerService.h"
 
@@ -93,38 +93,6 @@ TEST_F(OrvServerServiceTest, NetworkAccessStatusTellsARequestInFlight)
     ASSERT_TRUE(inFlight);
     ASSERT_TRUE(accepted);
     EXPECT_EQ(probe.status, 1);
-}
-
-TEST_F(OrvServerServiceTest, EveryRequestOffersTls12Only)
-{
-    TestHttpsServer::Config config = TestHttpsServer::tls(pki());
-    config.tls13Only = true;
-    TestHttpsServer modern(config);
-    addDefaultRoutes(modern);
-    ASSERT_TRUE(modern.start());
-    storeToken(kStoredToken, 0); // the login goes to the server
-    const struct
-    {
-        unsigned long code;
-        Bytes data;
-        unsigned long failure;
-        uint8_t result;
-    } cases[] = {
-        {CMD_LOGIN, login7(), MSG_LOGIN_RESULT_ERROR, 176},
-        {CMD_GET_INFO_SUMMARY, {0}, MSG_RESULT_ERROR, 177},
-        {CMD_DELETE_PLANS, {0}, MSG_RESULT_ERROR, 177},
-        {CMD_GET_CERTIFICATE, {0}, MSG_CERTIFICATE_ERROR, 0},
-        {CMD_UPDATE_SHADOW, positionsCommand(), MSG_RESULT_ERROR, 0},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.code);
-        openKit(allAt(preferences(), modern.origin())); // a connection keeps the TLS settings of its first request
-        const Message m = last(c.code, c.data);
-        EXPECT_EQ(m.id, c.failure);
-        EXPECT_EQ(m.payload, Bytes{c.result});
-    }
-    closeKit();
-    EXPECT_EQ(modern.requestCount(), 0u);
 }
 
 } // namespace

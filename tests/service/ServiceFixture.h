@@ -91,6 +91,10 @@ protected:
         static TestPki shared("orv-device-M1-D1"); // key generation is slow: one for all
         return shared;
     }
+    static std::string ourCertificate(const std::string& caPem = pki().ca().certificatePem)
+    {
+        return certificateBody(caPem, pki().client().certificatePem, pki().client().privateKeyPem);
+    }
     static long long now() { return static_cast<long long>(std::time(nullptr)); }
     static void storeToken(const std::string& token, long long expiration)
     {
@@ -119,10 +123,8 @@ protected:
         }, prefix);
         server.route("DELETE", "/", Reply::withStatus(204), prefix);
         server.route("POST", "/api/navi/authorization/v1/local", Reply::ok(authBody(kIssuedToken, now() + 3600)));
-        const std::string certificate =
-            certificateBody(pki().ca().certificatePem, pki().client().certificatePem, pki().client().privateKeyPem);
-        server.route("POST", "/prod/cert", Reply::ok(certificate));
-        server.route("POST", "/dev/cert", Reply::ok(certificate));
+        server.route("POST", "/prod/cert", Reply::ok(ourCertificate()));
+        server.route("POST", "/dev/cert", Reply::ok(ourCertificate()));
         server.route("POST", "/things/", Reply::ok("{\"state\":{\"reported\":{}}}"), prefix);
     }
 
@@ -216,8 +218,8 @@ protected:
         ASSERT_TRUE(heard.back().payload.empty()) << "the stored token was expected to be valid";
     }
 
-    // Everything heard once a follow-up command was answered, the follow-up's
-    // own messages left out: commands are handled in order.
+    // What was heard once a follow-up command was answered, less the
+    // follow-up's own messages: commands are handled in order.
     std::vector<Message> heardBeforeFollowUp()
     {
         EXPECT_TRUE(send(CMD_GET_DESTINATIONS, {0}));
