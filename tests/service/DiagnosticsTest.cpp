@@ -40,15 +40,11 @@ protected:
     void expectLogged(const std::vector<std::string>& texts, size_t from = 0)
     {
         const std::vector<std::string> lines = capture->lines();
-        for (size_t i = from; i < lines.size(); ++i) {
-            bool all = true;
-            for (const std::string& text : texts)
-                all = all && lines[i].find(text) != std::string::npos;
-            if (all)
-                return;
-        }
-        ADD_FAILURE() << "no line holds all of: " << ::testing::PrintToString(texts) << "\nlogged:\n"
-                      << capture->joined();
+        const auto holdsAll = [&](const std::string& line) {
+            return std::all_of(texts.begin(), texts.end(), [&](const std::string& t) { return line.find(t) != std::string::npos; });
+        };
+        EXPECT_TRUE(std::any_of(lines.begin() + static_cast<long>(std::min(from, lines.size())), lines.end(), holdsAll))
+            << "no line holds all of: " << ::testing::PrintToString(texts) << "\nlogged:\n" << capture->joined();
     }
 
     std::unique_ptr<LogCapture> capture;
@@ -64,14 +60,10 @@ TEST_F(DiagnosticsTest, EachFailureClassLogsItsCause)
     production->route("GET", path, err(404, "E4041001"));
     const std::string closed = "https://127.0.0.1:1", proxyPort = "1"; // nothing listens there
     const std::string ours = production->origin();
-    const struct
-    {
-        std::string origin; // API origin of the command
-        std::string proxy;  // "http_proxy" while the kit opens; empty: unset
-        bool strictTls;
-        unsigned char code; // carried by 0x8073
-        std::vector<std::vector<std::string>> logged; // per line, the texts it must hold
-    } failures[] = {
+    // origin: of the API; proxy: "http_proxy" while the kit opens; code: carried by 0x8073;
+    // logged: per line, the texts it must hold.
+    const struct { std::string origin, proxy; bool strictTls; uint8_t code; std::vector<std::vector<std::string>> logged; }
+        failures[] = {
         {closed, "", false, RESULT_NETWORK_FAILURE,
          {{"orvkit.http: request GET " + closed + path + " direct -> status 0 error 1 \"Connection refused\""}}},
         {"https://orvkit-nowhere.invalid", "", false, RESULT_NETWORK_FAILURE,

@@ -41,14 +41,10 @@ protected:
             close(open(tokenPath().c_str(), O_WRONLY | O_NONBLOCK)); // a reader stuck on a FIFO goes on
             ADD_FAILURE() << "no answer to the command";
         }
-        for (TestHttpsServer* server : {production.get(), testCloud.get()}) {
-            if (server->requestCount() == 1) {
-                if (seen != nullptr)
-                    *seen = server->lastRequest();
-                return server;
-            }
-        }
-        return nullptr;
+        TestHttpsServer* server = production->requestCount() == 1 ? production.get() : testCloud.get();
+        if (seen != nullptr)
+            *seen = server->lastRequest();
+        return server->requestCount() == 1 ? server : nullptr;
     }
 
     // The bearer token that a summary command carried.
@@ -67,14 +63,8 @@ TEST_F(LoginTest, OnlyALoginWithoutAValidTokenAsksTheServer)
     const std::string path = tokenPath();
     const std::string answer = authBody(kIssuedToken, now() + 7200);
     production->route("POST", kLoginPath, Reply::ok(answer));
-    const struct
-    {
-        const char* name;
-        std::function<int()> make; // what sits at the token path
-        std::string sent;          // the token that goes out before the login
-        bool asks;
-        bool stores;
-    } cases[] = {
+    // make: what sits at the token path; sent: the token that goes out before the login.
+    const struct { const char* name; std::function<int()> make; std::string sent; bool asks, stores; } cases[] = {
         {"valid token", [&] { storeToken(odd, now() + 100); return 0; }, odd, false, false},
         {"expiration reached", [] { storeToken(kStoredToken, now()); return 0; }, kStoredToken, true, true},
         {"valid expiration without token", [] { storeToken("", now() + 3600); return 0; }, "", true, true},
@@ -171,10 +161,10 @@ TEST_F(LoginTest, IncompleteIdentityWipesTheStoredOne)
         EXPECT_EQ(seen.query, "deviceNo=&maker=00&model=");
     }
     // The last terminator may be missing.
-    EXPECT_EQ(last(CMD_LOGIN, loginBlock(0x2A, {"M2", "D2", "id", "pw"}, false)).id, MSG_LOGIN_RESULT);
+    EXPECT_EQ(last(CMD_LOGIN, loginBlock(0xFF, {"M2", "D2", "id", "pw"}, false)).id, MSG_LOGIN_RESULT);
     TestHttpsServer::Request seen;
     summary(&seen);
-    EXPECT_EQ(seen.query, "deviceNo=D2&maker=42&model=M2");
+    EXPECT_EQ(seen.query, "deviceNo=D2&maker=255&model=M2"); // two digits at least
 }
 
 } // namespace

@@ -33,14 +33,7 @@ TEST(OrvServerService, EmptyDataIsRefusedBeforeAnyAcceptance)
 
 TEST(OrvServerService, NetworkFailuresInBothMappers)
 {
-    const struct
-    {
-        unsigned int error;
-        unsigned int status;
-        unsigned int context;
-        bool device;
-        uint8_t code;
-    } cases[] = {
+    const struct { unsigned int error, status, context; bool device; uint8_t code; } cases[] = {
         {1, 0, 1, false, 176}, {7, 0, 2, false, 177}, {99, 0, 2, false, 177}, {1, 0, 13, true, 0},
         {4, 0, 2, false, 177}, {5, 0, 2, false, 177}, {5, 200, 2, false, 177}, {4, 0, 1, false, 176},
         {5, 0, 1, false, 176}, {8, 0, 2, false, 178}, {8, 200, 2, false, 64}, // others go by the status
