@@ -126,18 +126,6 @@ TEST_F(CertificateShadowTest, TlsRefusalsGoThroughTheDeviceCodes)
     }
 }
 
-TEST_F(CertificateShadowTest, TestIdentityUsesTheTestEndpoints)
-{
-    openShadowKit();
-    identify(7, "M", "123", "QahvomTPsk42");
-    EXPECT_EQ(last(CMD_GET_CERTIFICATE, {0}).id, MSG_CERTIFICATE_RESULT);
-    EXPECT_EQ(only(*testCloud).target, "/dev/cert");
-    EXPECT_EQ(testCloud->lastRequest().body, "{\"model\": \"M\",\"deviceNo\": \"123\"}");
-    EXPECT_EQ(last(CMD_UPDATE_SHADOW, positionsCommand()).id, MSG_SHADOW_RESULT);
-    EXPECT_EQ(only(*shadowTest).target, "/things/M-123/shadow");
-    EXPECT_EQ(production->requestCount() + shadow->requestCount(), 0u);
-}
-
 TEST_F(CertificateShadowTest, HostileShadowBytesStillReportTheServiceIdentity)
 {
     openKit(); // plain TLS: without a certificate the report still goes out

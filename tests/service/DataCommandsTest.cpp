@@ -4,11 +4,9 @@
 
 namespace {
 
-class DataCommandsTest : public ServiceFixture
-{
-};
+using DataCommandsTest = ServiceFixture;
 
-TEST_F(DataCommandsTest, EachCommandSendsItsRequest)
+TEST_F(DataCommandsTest, EachCommandSendsItsRequestAndReportsFailuresUnderTheSharedId)
 {
     const std::string id = "?deviceNo=D1&maker=07&model=M1", at = "?deviceNo=D1&lat=&lon=&maker=07&model=M1";
     const std::string paged = "?baseDate=&deviceNo=D1&maker=07&model=M1&number=10&position=1";
@@ -59,6 +57,19 @@ TEST_F(DataCommandsTest, EachCommandSendsItsRequest)
         EXPECT_TRUE(seen.body.empty());
     }
     EXPECT_EQ(testCloud->requestCount(), 0u);
+    // Each reporting context fails under the shared id, the success status of the others included.
+    for (const auto& c : cases) {
+        const bool deleting = c.method[0] == 'D';
+        for (const Reply& reply : {err(503, "I5031001"), deleting ? Reply::ok("{}") : Reply::withStatus(204)}) {
+            if (c.resultId == 0)
+                break;
+            production->route(c.method, c.target.substr(0, c.target.find('?')), reply);
+            const Message m = last(c.code, c.data);
+            const int code = reply.status == 503 ? RESULT_UNAVAILABLE : deleting ? RESULT_REPLY_NOT_USABLE : RESULT_UNCLASSIFIED;
+            EXPECT_EQ(m.id, MSG_RESULT_ERROR) << c.target;
+            EXPECT_EQ(m.payload, Bytes{static_cast<uint8_t>(code)}) << c.target;
+        }
+    }
 }
 
 // Each identity byte becomes one character (Latin-1) wherever it goes, so

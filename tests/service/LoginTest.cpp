@@ -24,13 +24,8 @@ protected:
         ServiceFixture::TearDown();
         clearTokenPath();
     }
-
     static std::string tokenPath() { return VxHostSaveFile::path("OrvToken.ini"); }
-    static void clearTokenPath()
-    {
-        if (rmdir(tokenPath().c_str()) != 0)
-            unlink(tokenPath().c_str());
-    }
+    static void clearTokenPath() { rmdir(tokenPath().c_str()) == 0 || unlink(tokenPath().c_str()); }
 
     // The server that a summary command reached; its request in seen.
     TestHttpsServer* summary(TestHttpsServer::Request* seen = nullptr)
@@ -87,9 +82,8 @@ TEST_F(LoginTest, OnlyALoginWithoutAValidTokenAsksTheServer)
         const std::vector<Message> heard = run(CMD_LOGIN, loginBlock(7, {"M1", "D1", "driver01", "pass word"}));
         ASSERT_EQ(heard.size(), 2u);
         EXPECT_EQ(heard[0].id, MSG_LOGIN_ACCEPTED);
-        EXPECT_TRUE(heard[0].payload.empty());
         EXPECT_EQ(heard[1].id, MSG_LOGIN_RESULT);
-        EXPECT_EQ(textOf(heard[1].payload), c.asks ? answer : "");
+        EXPECT_EQ(textOf(heard[0].payload) + textOf(heard[1].payload), c.asks ? answer : "");
         ASSERT_EQ(production->requestCount(), c.asks ? 1u : 0u);
         EXPECT_EQ(heardBeforeFollowUp().size(), 2u);
         if (c.asks) {
@@ -105,7 +99,7 @@ TEST_F(LoginTest, OnlyALoginWithoutAValidTokenAsksTheServer)
     }
 }
 
-TEST_F(LoginTest, OnlyTheTestPrefixWithTwoDigitsSelectsTheTestOrigins)
+TEST_F(LoginTest, OnlyTheTestPrefixWithTwoDigitsSelectsTheTestEndpoints)
 {
     const std::pair<const char*, bool> cases[] = {
         {"QahvomTPsk01", true},  {"QahvomTPsk99", true},   {"QahvomTPsk1", false},  {"QahvomTPsk1a", false},
@@ -118,21 +112,25 @@ TEST_F(LoginTest, OnlyTheTestPrefixWithTwoDigitsSelectsTheTestOrigins)
         identify(7, "M1", "D1", c.first);
         EXPECT_EQ(summary(), c.second ? testCloud.get() : production.get());
     }
-    // A login that has to reach the server goes to the test origin as well.
+    // So do a login that has to reach the server, the certificate and the position report.
     storeToken(kStoredToken, 0);
     production->clearRequests();
     testCloud->clearRequests();
-    EXPECT_EQ(last(CMD_LOGIN, loginBlock(7, {"M1", "D1", "QahvomTPsk07", "pw"})).id, MSG_LOGIN_RESULT);
+    EXPECT_EQ(last(CMD_LOGIN, loginBlock(7, {"M", "123", "QahvomTPsk07", "pw"})).id, MSG_LOGIN_RESULT);
+    EXPECT_EQ(last(CMD_GET_CERTIFICATE, {0}).id, MSG_CERTIFICATE_RESULT);
+    EXPECT_EQ(last(CMD_UPDATE_SHADOW, positionsCommand()).id, MSG_SHADOW_RESULT);
+    const std::vector<TestHttpsServer::Request> seen = testCloud->requests();
+    ASSERT_EQ(seen.size(), 3u);
+    EXPECT_EQ(seen[0].path, kLoginPath);
+    EXPECT_EQ(seen[1].path + seen[1].body, "/dev/cert{\"model\": \"M\",\"deviceNo\": \"123\"}");
+    EXPECT_EQ(seen[2].path, "/things/M-123/shadow");
     EXPECT_EQ(production->requestCount(), 0u);
-    EXPECT_EQ(only(*testCloud).path, kLoginPath);
 }
 
 TEST_F(LoginTest, ExpirationDatesOutsideTheSignedRangeNeverExpire)
 {
     const std::pair<long long, int> cases[] = {
-        {1700000000, 1700000000}, {1, 1}, {2147483646, 2147483646}, {0, 2147483647}, {-5, 2147483647},
-        {2147483647, 2147483647}, {4294967296LL, 2147483647},
-    };
+        {1, 1}, {2147483646, 2147483646}, {0, 2147483647}, {2147483647, 2147483647}, {4294967296LL, 2147483647}};
     openKit();
     for (const auto& c : cases) {
         SCOPED_TRACE(c.first);

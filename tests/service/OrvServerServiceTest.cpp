@@ -9,9 +9,7 @@
 
 namespace {
 
-class OrvServerServiceTest : public ServiceFixture
-{
-};
+using OrvServerServiceTest = ServiceFixture;
 
 TEST(OrvServerService, EmptyDataIsRefusedBeforeAnyAcceptance)
 {

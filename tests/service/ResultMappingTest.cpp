@@ -1,15 +1,12 @@
 // How replies become result messages: the server's status and error code,
-// network failures, the success status of each context, and the device
-// endpoints' own codes and certificate answers.
+// network failures, and the device endpoints' own codes and certificate answers.
 #include "ServiceFixture.h"
 
 namespace {
 
 struct StatusCase { Reply reply; uint8_t code; };
 
-class ResultMappingTest : public ServiceFixture
-{
-};
+using ResultMappingTest = ServiceFixture;
 
 TEST_F(ResultMappingTest, ServerAnswersMapToResultCodes)
 {
@@ -39,33 +36,6 @@ TEST_F(ResultMappingTest, ServerAnswersMapToResultCodes)
         const Message m = last(CMD_GET_INFO_SUMMARY, {0});
         EXPECT_EQ(m.id, MSG_RESULT_ERROR);
         EXPECT_EQ(m.payload, Bytes{c.code});
-    }
-}
-
-TEST_F(ResultMappingTest, EveryReportingContextUsesTheSharedFailureId)
-{
-    const struct { unsigned long command; Bytes data; const char* method; std::string path; } cases[] = {
-        {CMD_GET_SPOTS, words({1, 1, 1, 0xFFFF}), "GET", "/api/navi/bookmarks/v1/spots"},
-        {CMD_GET_FOLDERS, words({1, 1, 1, 0xFFFF}), "GET", "/api/navi/bookmarks/v1/folders"},
-        {CMD_GET_DESTINATIONS, {0}, "GET", "/api/navi/bookmarks/v1/destinations"},
-        {CMD_DELETE_DESTINATION, bytesOf("d1"), "DELETE", "/api/navi/bookmarks/v1/destinations/d1"},
-        {CMD_GET_PLANS, words({0xFFFF}), "GET", "/api/navi/driveplans/v1/plans"},
-        {CMD_DELETE_PLANS, {0}, "DELETE", "/api/navi/driveplans/v1/plans"},
-        {CMD_GET_INFO_SUMMARY, {0}, "GET", "/api/navi/info/v1/summary"},
-    };
-    openKit();
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.path);
-        production->route(c.method, c.path, err(503, "I5031001"));
-        Message m = last(c.command, c.data);
-        EXPECT_EQ(m.id, MSG_RESULT_ERROR);
-        EXPECT_EQ(m.payload, Bytes{RESULT_UNAVAILABLE});
-        // The success status of one context is a plain failure for the others.
-        const bool deleting = c.method[0] == 'D';
-        production->route(c.method, c.path, deleting ? Reply::ok("{}") : Reply::withStatus(204));
-        m = last(c.command, c.data);
-        EXPECT_EQ(m.id, MSG_RESULT_ERROR);
-        EXPECT_EQ(m.payload, Bytes{static_cast<uint8_t>(deleting ? RESULT_REPLY_NOT_USABLE : RESULT_UNCLASSIFIED)});
     }
 }
 

@@ -31,14 +31,10 @@ inline std::string textOf(const Bytes& bytes) { return std::string(bytes.begin()
 // The login command's identity block: maker byte, then zero-terminated texts.
 inline Bytes loginBlock(uint8_t maker, std::initializer_list<std::string> texts, bool terminateLast = true)
 {
-    Bytes block{maker};
-    for (const std::string& text : texts) {
-        block.insert(block.end(), text.begin(), text.end());
-        block.push_back(0);
-    }
-    if (!terminateLast)
-        block.pop_back();
-    return block;
+    std::string block(1, static_cast<char>(maker));
+    for (const std::string& text : texts)
+        block += text + '\0';
+    return Bytes(block.begin(), block.end() - (terminateLast ? 0 : 1));
 }
 
 inline Bytes login7() { return loginBlock(7, {"M1", "D1", "driver01", "secret"}); }
@@ -192,20 +188,18 @@ protected:
     std::vector<Message> waitFor(std::initializer_list<unsigned long> finals, int timeoutMs = 5000)
     {
         // A certificate request is not acknowledged: 0x8065 is its result.
-        const auto isFinal = [&](unsigned long id) {
-            return finals.size() == 0 ? id != (MSG_ACCEPTED | pending) || pending == CMD_GET_CERTIFICATE
-                                      : std::find(finals.begin(), finals.end(), id) != finals.end();
+        const auto isFinal = [&](const Message& m) {
+            return finals.size() == 0 ? m.id != (MSG_ACCEPTED | pending) || pending == CMD_GET_CERTIFICATE
+                                      : std::find(finals.begin(), finals.end(), m.id) != finals.end();
         };
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-        for (size_t seen = 0;;) {
+        for (size_t seen = 0; listener->waitForMessages(seen + 1, timeoutMs);) {
             const std::vector<Message> heard = listener->received();
-            for (; seen < heard.size(); ++seen)
-                if (isFinal(heard[seen].id))
-                    return std::vector<Message>(heard.begin(), heard.begin() + static_cast<long>(seen) + 1);
-            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-            if (left.count() <= 0 || !listener->waitForMessages(seen + 1, static_cast<int>(left.count())))
-                return std::vector<Message>();
+            const auto final = std::find_if(heard.begin() + static_cast<long>(seen), heard.end(), isFinal);
+            if (final != heard.end())
+                return std::vector<Message>(heard.begin(), final + 1);
+            seen = heard.size();
         }
+        return std::vector<Message>();
     }
 
     // Logs in while the stored token is valid, so that only the identity changes.
