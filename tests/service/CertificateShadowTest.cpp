@@ -11,19 +11,14 @@ protected:
     void SetUp() override
     {
         ServiceFixture::SetUp();
-        for (auto* server : {&shadow, &shadowTest}) {
-            server->reset(new TestHttpsServer(TestHttpsServer::mutualTls(pki())));
-            (*server)->route("POST", "/things/", Reply::ok("{\"state\":{\"reported\":{\"ok\":1}}}"),
-                             TestHttpsServer::Match::Prefix);
-            ASSERT_TRUE((*server)->start());
-        }
+        shadow.route("POST", "/things/", Reply::ok("{\"state\":{\"reported\":{\"ok\":1}}}"), TestHttpsServer::Match::Prefix);
+        ASSERT_TRUE(shadow.start());
     }
 
     void openShadowKit(bool strict = false)
     {
         OrvKitPreferences prefs = preferences();
-        prefs.deviceShadowOrigin = shadow->origin();
-        prefs.deviceShadowTestOrigin = shadowTest->origin();
+        prefs.deviceShadowOrigin = shadow.origin();
         prefs.verifyServerCertificates = strict;
         prefs.caBundlePath = strict ? pki().ca().certificatePath : std::string();
         openKit(prefs);
@@ -35,8 +30,7 @@ protected:
         return std::count_if(all.begin(), all.end(), [](const TestHttpsServer::Request& r) { return r.path == "/prod/cert"; });
     }
 
-    std::unique_ptr<TestHttpsServer> shadow;
-    std::unique_ptr<TestHttpsServer> shadowTest;
+    TestHttpsServer shadow{TestHttpsServer::mutualTls(pki())};
 };
 
 OrvKitDat::CarPositions foreignPosition()
@@ -69,7 +63,7 @@ TEST_F(CertificateShadowTest, LoginCertificateAndShadowInOneChain)
     EXPECT_EQ(heard[0].id, MSG_ACCEPTED | CMD_UPDATE_SHADOW);
     EXPECT_EQ(heard[1].id, MSG_SHADOW_RESULT);
     EXPECT_EQ(textOf(heard[1].payload), "{\"state\":{\"reported\":{\"ok\":1}}}");
-    const TestHttpsServer::Request update = only(*shadow);
+    const TestHttpsServer::Request update = only(shadow);
     EXPECT_EQ(update.method, "POST");
     EXPECT_EQ(update.target, "/things/M1-D1/shadow");
     EXPECT_EQ(update.clientCommonName, pki().client().commonName);
@@ -122,7 +116,7 @@ TEST_F(CertificateShadowTest, TlsRefusalsGoThroughTheDeviceCodes)
         ASSERT_EQ(heard.size(), 2u);
         EXPECT_EQ(heard[1].id, MSG_RESULT_ERROR);
         EXPECT_EQ(heard[1].payload, Bytes{DEVICE_RESULT_UNCLASSIFIED});
-        EXPECT_EQ(shadow->requestCount(), 0u);
+        EXPECT_EQ(shadow.requestCount(), 0u);
     }
 }
 
@@ -193,7 +187,7 @@ TEST_F(CertificateShadowTest, StrictShadowConnectionTrustsTheBundleAndKeepsTheCl
     identify(7, "M1", "D1");
     ASSERT_EQ(last(CMD_GET_CERTIFICATE, {0}).id, MSG_CERTIFICATE_RESULT);
     EXPECT_EQ(last(CMD_UPDATE_SHADOW, positionsCommand()).id, MSG_SHADOW_RESULT);
-    EXPECT_EQ(only(*shadow).clientCommonName, pki().client().commonName);
+    EXPECT_EQ(only(shadow).clientCommonName, pki().client().commonName);
 }
 
 } // namespace

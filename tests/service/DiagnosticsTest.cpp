@@ -16,11 +16,7 @@ const char kProxySecret[] = "proxy-pw-never-logged";
 class DiagnosticsTest : public ServiceFixture
 {
 protected:
-    void SetUp() override
-    {
-        capture.reset(new LogCapture());
-        ServiceFixture::SetUp();
-    }
+    DiagnosticsTest() : capture(new LogCapture()) {}
 
     // Every line is scanned, after the kit has closed.
     void TearDown() override
@@ -33,7 +29,6 @@ protected:
                  {std::string(kStoredToken), std::string(kIssuedToken), std::string(kPassword), std::string(kProxySecret),
                   keyLine, std::string("139.69"), std::string("35.68")})
                 EXPECT_EQ(line.find(secret), std::string::npos) << "secret " << secret << " in: " << line;
-        capture.reset();
     }
 
     // Looks at the lines logged from the index `from` on.

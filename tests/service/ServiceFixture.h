@@ -218,15 +218,9 @@ protected:
     {
         EXPECT_TRUE(send(CMD_GET_DESTINATIONS, {0}));
         std::vector<Message> heard = waitFor({MSG_DESTINATIONS_RESULT, MSG_RESULT_ERROR});
-        const auto acceptance = std::find_if(heard.begin(), heard.end(), [](const Message& m) {
-            return m.id == (MSG_ACCEPTED | CMD_GET_DESTINATIONS);
-        });
-        if (acceptance == heard.end() || acceptance + 1 == heard.end()) {
-            ADD_FAILURE() << "no answer to the follow-up command";
-            return heard;
-        }
-        heard.pop_back();
-        heard.erase(acceptance);
+        EXPECT_FALSE(heard.empty()) << "no answer to the follow-up command";
+        const auto acceptance = [](const Message& m) { return m.id == (MSG_ACCEPTED | CMD_GET_DESTINATIONS); };
+        heard.erase(std::remove_if(heard.begin(), heard.end() - (heard.empty() ? 0 : 1), acceptance), heard.end());
         return heard;
     }
 
