@@ -25,9 +25,8 @@ protected:
         const std::string key = pki().client().privateKeyPem;
         const std::string keyLine = key.substr(key.find('\n', key.size() / 2) + 1, 40);
         for (const std::string& line : capture->lines())
-            for (const std::string& secret :
-                 {std::string(kStoredToken), std::string(kIssuedToken), std::string(kPassword), std::string(kProxySecret),
-                  keyLine, std::string("139.69"), std::string("35.68")})
+            for (const char* secret :
+                 {kStoredToken, kIssuedToken, kPassword, kProxySecret, keyLine.c_str(), "139.69", "35.68"})
                 EXPECT_EQ(line.find(secret), std::string::npos) << "secret " << secret << " in: " << line;
     }
 
@@ -36,7 +35,8 @@ protected:
     {
         const std::vector<std::string> lines = capture->lines();
         const auto holdsAll = [&](const std::string& line) {
-            return std::all_of(texts.begin(), texts.end(), [&](const std::string& t) { return line.find(t) != std::string::npos; });
+            const auto holds = [&](const std::string& text) { return line.find(text) != std::string::npos; };
+            return std::all_of(texts.begin(), texts.end(), holds);
         };
         EXPECT_TRUE(std::any_of(lines.begin() + static_cast<long>(std::min(from, lines.size())), lines.end(), holdsAll))
             << "no line holds all of: " << ::testing::PrintToString(texts) << "\nlogged:\n" << capture->joined();

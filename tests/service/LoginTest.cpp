@@ -88,8 +88,7 @@ TEST_F(LoginTest, OnlyALoginWithoutAValidTokenAsksTheServer)
         EXPECT_EQ(heardBeforeFollowUp().size(), 2u);
         if (c.asks) {
             const TestHttpsServer::Request seen = production->requests().front();
-            EXPECT_EQ(seen.method, "POST");
-            EXPECT_EQ(seen.target, kLoginPath);
+            EXPECT_EQ(seen.method + " " + seen.target, std::string("POST ") + kLoginPath);
             EXPECT_EQ(seen.body, "{\n\"loginid\": \"driver01\",\n\"password\": \"pass word\"\n}\n");
             EXPECT_EQ(seen.header("Content-Type"), "application/json");
             EXPECT_EQ(seen.headers.count("Authorization"), 0u);
@@ -147,6 +146,7 @@ TEST_F(LoginTest, IncompleteIdentityWipesTheStoredOne)
         loginBlock(7, {"M1", "D1", "QahvomTPsk01"}), {0x07, 0x00}, {0x07}, loginBlock(7, {"M1", "D1", "QahvomTPsk01", ""}),
     };
     openKit();
+    TestHttpsServer::Request seen;
     for (const Bytes& block : cases) {
         SCOPED_TRACE(block.size());
         identify(9, "M9", "D9", "QahvomTPsk01"); // a complete identity on the test origins first
@@ -154,13 +154,11 @@ TEST_F(LoginTest, IncompleteIdentityWipesTheStoredOne)
         ASSERT_EQ(heard.size(), 1u) << "refused before the acceptance";
         EXPECT_EQ(heard[0].id, MSG_LOGIN_ERROR);
         EXPECT_EQ(heard[0].payload, Bytes{REQUEST_ERROR_NO_REQUEST});
-        TestHttpsServer::Request seen;
         EXPECT_EQ(summary(&seen), production.get()) << "the login id went with the rest";
         EXPECT_EQ(seen.query, "deviceNo=&maker=00&model=");
     }
     // The last terminator may be missing.
     EXPECT_EQ(last(CMD_LOGIN, loginBlock(0xFF, {"M2", "D2", "id", "pw"}, false)).id, MSG_LOGIN_RESULT);
-    TestHttpsServer::Request seen;
     summary(&seen);
     EXPECT_EQ(seen.query, "deviceNo=D2&maker=255&model=M2"); // two digits at least
 }

@@ -206,10 +206,9 @@ protected:
     void identify(unsigned char maker, const std::string& model, const std::string& deviceNo,
                   const std::string& loginId = "driver01")
     {
-        const std::vector<Message> heard = run(CMD_LOGIN, loginBlock(maker, {model, deviceNo, loginId, "secret"}));
-        ASSERT_FALSE(heard.empty()) << "no answer to the login";
-        ASSERT_EQ(heard.back().id, MSG_LOGIN_RESULT);
-        ASSERT_TRUE(heard.back().payload.empty()) << "the stored token was expected to be valid";
+        const Message answer = last(CMD_LOGIN, loginBlock(maker, {model, deviceNo, loginId, "secret"}));
+        ASSERT_EQ(answer.id, MSG_LOGIN_RESULT);
+        ASSERT_TRUE(answer.payload.empty()) << "the stored token was expected to be valid";
     }
 
     // What was heard once a follow-up command was answered, less the

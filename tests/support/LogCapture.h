@@ -41,9 +41,11 @@ public:
     std::vector<std::string> linesWith(const std::vector<std::string>& texts) const
     {
         std::vector<std::string> found;
-        for (const std::string& line : lines())
-            if (std::all_of(texts.begin(), texts.end(), [&](const std::string& t) { return line.find(t) != std::string::npos; }))
+        for (const std::string& line : lines()) {
+            const auto holds = [&](const std::string& text) { return line.find(text) != std::string::npos; };
+            if (std::all_of(texts.begin(), texts.end(), holds))
                 found.push_back(line);
+        }
         return found;
     }
 

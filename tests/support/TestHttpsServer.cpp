@@ -109,7 +109,6 @@ std::string TestHttpsServer::Request::header(const std::string& name) const
 }
 
 TestHttpsServer::TestHttpsServer(const Config& config) : impl(new Impl(config)) {}
-
 TestHttpsServer::~TestHttpsServer() { stop(); }
 
 bool TestHttpsServer::start()
@@ -128,10 +127,7 @@ bool TestHttpsServer::start()
     server.Get(".*", handler);
     server.Post(".*", handler);
     server.Delete(".*", handler);
-    {
-        std::lock_guard<std::mutex> lock(impl->mutex);
-        impl->stopping = false;
-    }
+    impl->stopping = false; // no server thread runs yet
     std::string error;
     return impl->endpoint->start(0, error);
 }
@@ -151,9 +147,7 @@ void TestHttpsServer::stop()
 }
 
 int TestHttpsServer::port() const { return impl->endpoint ? impl->endpoint->port() : 0; }
-
 std::string TestHttpsServer::origin() const { return "https://127.0.0.1:" + std::to_string(port()); }
-
 std::string TestHttpsServer::url(const std::string& pathAndQuery) const { return origin() + pathAndQuery; }
 
 void TestHttpsServer::route(const std::string& method, const std::string& pattern, const Reply& reply, Match match)
