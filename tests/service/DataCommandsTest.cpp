@@ -108,6 +108,7 @@ TEST_F(DataCommandsTest, UnknownCodesAndSilentContextsAnswerNothingButAcceptance
     for (const Message& m : heardBeforeFollowUp())
         heard.push_back(m.id);
     EXPECT_EQ(heard, (std::vector<unsigned long>{0x8081, 0x8091, 0x8101})) << "the acceptances only";
+    ASSERT_TRUE(production->waitForRequests(4, 3000)); // the three and the follow-up's, none for the unknown codes
     EXPECT_EQ(production->requestCount(), 4u);
     // A large body goes out whole.
     std::string body = "{\"items\":\"";

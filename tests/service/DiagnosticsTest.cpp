@@ -113,8 +113,7 @@ TEST_F(DiagnosticsTest, SignInCertificateAndPositionLogNoSecret)
     EXPECT_EQ(last(CMD_GET_SPOTS, words({1, 2, 20, 0})).id, MSG_SPOTS_RESULT);
     EXPECT_EQ(last(CMD_GET_CERTIFICATE, {0}).id, MSG_CERTIFICATE_RESULT);
     OrvKitDat::CarPositions positions;
-    positions.lon = 139.6917;
-    positions.lat = 35.6895;
+    positions.lon = 139.6917; positions.lat = 35.6895;
     EXPECT_EQ(last(CMD_UPDATE_SHADOW, positionsCommand(positions)).id, MSG_SHADOW_RESULT);
     ASSERT_NE(production->lastRequest().body.find("139.69"), std::string::npos) << "the coordinates went out";
 
