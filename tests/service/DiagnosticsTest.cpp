@@ -3,18 +3,10 @@
 // rules; and no secret in any line that these tests make the kit log.
 #include "LogCapture.h"
 #include "ServiceFixture.h"
-#include "ServiceTestData.h"
-
-#include <OrvKitDef.h>
 
 #include <QNetworkProxy>
 
 #include <cstdlib>
-
-using namespace OrvKitDef;
-using namespace servicetest;
-using Message = KitSession::Message;
-using Reply = TestHttpsServer::Reply;
 
 namespace {
 
@@ -24,62 +16,33 @@ const char kProxySecret[] = "proxy-pw-never-logged";
 class DiagnosticsTest : public ServiceFixture
 {
 protected:
-    void SetUp() override
-    {
-        capture.reset(new LogCapture());
-        ServiceFixture::SetUp();
-    }
+    DiagnosticsTest() : capture(new LogCapture()) {}
 
     // Every line is scanned, after the kit has closed.
     void TearDown() override
     {
         ServiceFixture::TearDown();
-        const std::string keyLine = middleLine(pki().client().privateKeyPem);
-        const std::vector<std::string> secrets = {kStoredToken, kIssuedToken, kPassword, kProxySecret, keyLine,
-                                                  "139.69", "35.68"};
+        const std::string key = pki().client().privateKeyPem;
+        const std::string keyLine = key.substr(key.find('\n', key.size() / 2) + 1, 40);
         for (const std::string& line : capture->lines())
-            for (const std::string& secret : secrets)
+            for (const char* secret :
+                 {kStoredToken, kIssuedToken, kPassword, kProxySecret, keyLine.c_str(), "139.69", "35.68"})
                 EXPECT_EQ(line.find(secret), std::string::npos) << "secret " << secret << " in: " << line;
-        capture.reset();
-    }
-
-    static std::string middleLine(const std::string& pem)
-    {
-        std::vector<std::string> lines;
-        size_t start = 0;
-        for (size_t end = pem.find('\n'); end != std::string::npos; end = pem.find('\n', start)) {
-            lines.push_back(pem.substr(start, end - start));
-            start = end + 1;
-        }
-        return lines.size() > 2 ? lines[lines.size() / 2] : pem;
     }
 
     // Looks at the lines logged from the index `from` on.
     void expectLogged(const std::vector<std::string>& texts, size_t from = 0)
     {
         const std::vector<std::string> lines = capture->lines();
-        for (size_t i = from; i < lines.size(); ++i) {
-            bool all = true;
-            for (const std::string& text : texts)
-                all = all && lines[i].find(text) != std::string::npos;
-            if (all)
-                return;
-        }
-        ADD_FAILURE() << "no line holds all of: " << ::testing::PrintToString(texts) << "\nlogged:\n"
-                      << capture->joined();
+        const auto holdsAll = [&](const std::string& line) {
+            const auto holds = [&](const std::string& text) { return line.find(text) != std::string::npos; };
+            return std::all_of(texts.begin(), texts.end(), holds);
+        };
+        EXPECT_TRUE(std::any_of(lines.begin() + static_cast<long>(std::min(from, lines.size())), lines.end(), holdsAll))
+            << "no line holds all of: " << ::testing::PrintToString(texts) << "\nlogged:\n" << capture->joined();
     }
 
     std::unique_ptr<LogCapture> capture;
-};
-
-struct Failure
-{
-    const char* name;
-    std::string origin;              // API origin of the command
-    std::string proxy;               // "http_proxy" while the kit opens; empty: unset
-    bool strictTls;
-    unsigned char code;              // carried by 0x8073
-    std::vector<std::vector<std::string>> logged; // per line, the texts it must hold
 };
 
 TEST_F(DiagnosticsTest, EachFailureClassLogsItsCause)
@@ -88,36 +51,37 @@ TEST_F(DiagnosticsTest, EachFailureClassLogsItsCause)
     tls13.tls13Only = true;
     TestHttpsServer modernOnly(tls13);
     ASSERT_TRUE(modernOnly.start());
-    production->route("GET", "/api/navi/bookmarks/v1/destinations", Reply::withStatus(404, errorBody("E4041001")));
-
     const std::string path = "/api/navi/bookmarks/v1/destinations";
-    const std::string closed = "https://127.0.0.1:" + std::to_string(closedLoopbackPort());
-    const std::string proxyPort = std::to_string(closedLoopbackPort());
-    const std::vector<Failure> failures = {
-        {"refused connection", closed, "", false, RESULT_NETWORK_FAILURE,
+    production->route("GET", path, err(404, "E4041001"));
+    const std::string closed = "https://127.0.0.1:1", proxyPort = "1"; // nothing listens there
+    const std::string ours = production->origin();
+    // origin: of the API; proxy: "http_proxy" while the kit opens; code: carried by 0x8073;
+    // logged: per line, the texts it must hold.
+    const struct { std::string origin, proxy; bool strictTls; uint8_t code; std::vector<std::vector<std::string>> logged; }
+        failures[] = {
+        {closed, "", false, RESULT_NETWORK_FAILURE,
          {{"orvkit.http: request GET " + closed + path + " direct -> status 0 error 1 \"Connection refused\""}}},
-        {"unknown host", "https://orvkit-nowhere.invalid", "", false, RESULT_NETWORK_FAILURE,
+        {"https://orvkit-nowhere.invalid", "", false, RESULT_NETWORK_FAILURE,
          {{"request GET https://orvkit-nowhere.invalid" + path + " direct -> status 0 error 3 ",
            "orvkit-nowhere.invalid not found"}}},
-        {"TLS handshake, server offers only TLS 1.3", modernOnly.origin(), "", false, RESULT_NETWORK_FAILURE,
+        {modernOnly.origin(), "", false, RESULT_NETWORK_FAILURE,
          {{"request GET " + modernOnly.origin() + path + " direct -> status 0 error 6 \"SSL handshake failed\"",
            ", offered TLS 1.2 only"}}},
-        {"server certificate not trusted, strict TLS", production->origin(), "", true, RESULT_NETWORK_FAILURE,
-         {{"request GET " + production->origin() + path + " TLS errors refused: "}}},
-        {"proxy refused", "https://orvkit-proxied.invalid",
-         "http://orv:" + std::string(kProxySecret) + "@127.0.0.1:" + proxyPort, false, RESULT_NETWORK_FAILURE,
+        {ours, "", true, RESULT_NETWORK_FAILURE, {{"request GET " + ours + path + " TLS errors refused: "}}},
+        {"https://orvkit-proxied.invalid", "http://orv:" + std::string(kProxySecret) + "@127.0.0.1:" + proxyPort, false,
+         RESULT_NETWORK_FAILURE,
          {{"orvkit.kit: open: proxy 127.0.0.1:" + proxyPort + " from http_proxy"},
           {"request GET https://orvkit-proxied.invalid" + path + " via proxy 127.0.0.1:" + proxyPort +
            " -> status 0 error 99 \"Proxy connection refused\""}}},
-        {"HTTP error with a server code", production->origin(), "", false, RESULT_NOT_FOUND,
+        {ours, "", false, RESULT_NOT_FOUND,
          {{"orvkit.service: result context 5: status 404 error 203 server code \"E4041001\" -> 0x8073 [128]"},
           // Qt's own text, without the query
-          {"request GET " + production->origin() + path + " direct -> status 404 error 203 \"Error transferring " +
-           production->origin() + path + " - server replied: Not Found\" "}}},
+          {"request GET " + ours + path + " direct -> status 404 error 203 \"Error transferring " + ours + path +
+           " - server replied: Not Found\" "}}},
     };
     const QNetworkProxy applicationProxy = QNetworkProxy::applicationProxy();
-    for (const Failure& f : failures) {
-        SCOPED_TRACE(f.name);
+    for (const auto& f : failures) {
+        SCOPED_TRACE(f.origin);
         const size_t from = capture->lines().size();
         OrvKitPreferences prefs = preferences();
         prefs.apiServerOrigin = f.origin;
@@ -126,13 +90,12 @@ TEST_F(DiagnosticsTest, EachFailureClassLogsItsCause)
             setenv("http_proxy", f.proxy.c_str(), 1);
         openKit(prefs);
         unsetenv("http_proxy");
-        const std::vector<Message> heard =
-            session->run(CMD_GET_DESTINATIONS, {0}, {MSG_DESTINATIONS_RESULT, MSG_RESULT_ERROR}, 10000);
+        const std::vector<Message> heard = run(CMD_GET_DESTINATIONS, {0}, {}, 10000);
         closeKit();
         QNetworkProxy::setApplicationProxy(applicationProxy);
         ASSERT_EQ(heard.size(), 2u);
         EXPECT_EQ(heard[1].id, MSG_RESULT_ERROR);
-        EXPECT_EQ(heard[1].payload, std::vector<uint8_t>{f.code});
+        EXPECT_EQ(heard[1].payload, Bytes{f.code});
         for (const std::vector<std::string>& line : f.logged)
             expectLogged(line, from);
         expectLogged({"orvkit.service: result context 5: status ", " -> 0x8073 [" + std::to_string(f.code) + "]"},
@@ -146,29 +109,19 @@ TEST_F(DiagnosticsTest, SignInCertificateAndPositionLogNoSecret)
 {
     storeToken(kStoredToken, 0);
     openKit();
-    std::vector<Message> heard = session->run(CMD_LOGIN, loginBlock(7, {"M1", "D1", "driver01", kPassword}),
-                                              {MSG_LOGIN_RESULT, MSG_LOGIN_ERROR, MSG_LOGIN_RESULT_ERROR});
-    ASSERT_FALSE(heard.empty());
-    ASSERT_EQ(heard.back().id, MSG_LOGIN_RESULT);
-    heard = session->run(CMD_GET_SPOTS, words({1, 2, 20, 0}), {MSG_SPOTS_RESULT, MSG_RESULT_ERROR});
-    ASSERT_FALSE(heard.empty());
-    EXPECT_EQ(heard.back().id, MSG_SPOTS_RESULT);
-    heard = session->run(CMD_GET_CERTIFICATE, {0}, {MSG_CERTIFICATE_RESULT, MSG_CERTIFICATE_ERROR});
-    ASSERT_FALSE(heard.empty());
-    EXPECT_EQ(heard.back().id, MSG_CERTIFICATE_RESULT);
+    EXPECT_EQ(last(CMD_LOGIN, loginBlock(7, {"M1", "D1", "driver01", kPassword})).id, MSG_LOGIN_RESULT);
+    EXPECT_EQ(last(CMD_GET_SPOTS, words({1, 2, 20, 0})).id, MSG_SPOTS_RESULT);
+    EXPECT_EQ(last(CMD_GET_CERTIFICATE, {0}).id, MSG_CERTIFICATE_RESULT);
     OrvKitDat::CarPositions positions;
-    positions.lon = 139.6917;
-    positions.lat = 35.6895;
-    heard = session->run(CMD_UPDATE_SHADOW, positionsCommand(positions), {MSG_SHADOW_RESULT, MSG_RESULT_ERROR});
-    ASSERT_FALSE(heard.empty());
-    EXPECT_EQ(heard.back().id, MSG_SHADOW_RESULT);
+    positions.lon = 139.6917; positions.lat = 35.6895;
+    EXPECT_EQ(last(CMD_UPDATE_SHADOW, positionsCommand(positions)).id, MSG_SHADOW_RESULT);
     ASSERT_NE(production->lastRequest().body.find("139.69"), std::string::npos) << "the coordinates went out";
 
+    const std::string ours = production->origin();
     expectLogged({"orvkit.service: command 0x01 accepted -> 0x8001"});
-    expectLogged({"orvkit.http: request POST " + production->origin() + "/api/navi/authorization/v1/local",
-                  " TLS errors ignored: "});
+    expectLogged({"orvkit.http: request POST " + ours + "/api/navi/authorization/v1/local", " TLS errors ignored: "});
     expectLogged({"orvkit.service: result context 1: status 200 error 0 -> 0x8003, "});
-    expectLogged({"orvkit.http: request POST " + production->origin() + "/things/M1-D1/shadow direct -> status 200"});
+    expectLogged({"orvkit.http: request POST " + ours + "/things/M1-D1/shadow direct -> status 200"});
     expectLogged({"orvkit.service: result context 13: status 200 error 0 -> 0x8063, "});
 }
 
@@ -180,7 +133,7 @@ TEST_F(DiagnosticsTest, SilentWithoutRules)
     capture.reset(new LogCapture(false));
     openKit();
     identify(7, "M1", "D1");
-    EXPECT_EQ(session->run(CMD_GET_DESTINATIONS, {0}, {MSG_DESTINATIONS_RESULT}).size(), 2u);
+    EXPECT_EQ(run(CMD_GET_DESTINATIONS, {0}).size(), 2u);
     closeKit();
     EXPECT_TRUE(capture->lines().empty()) << capture->joined();
 }

@@ -1,20 +1,16 @@
-// Sign-in: the stored token on the wire, the choice of test origins, when a
-// login reaches the server, what it sends and what its answer leaves behind.
+// Sign-in: the stored token on the wire, whatever sits at the token path, the
+// choice of test origins, when a login reaches the server, what it sends and
+// what its answer leaves behind.
 #include "ServiceFixture.h"
-#include "ServiceTestData.h"
-#include "sysdata/SysDataOrvToken.h"
 
-#include <OrvKitDef.h>
+#include <VxHostSaveFile.h>
 
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <thread>
-
-using namespace OrvKitDef;
-using namespace servicetest;
-using Message = KitSession::Message;
-using Reply = TestHttpsServer::Reply;
+#include <cerrno>
+#include <fcntl.h>
+#include <functional>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
 
 namespace {
 
@@ -23,207 +19,148 @@ const char kLoginPath[] = "/api/navi/authorization/v1/local";
 class LoginTest : public ServiceFixture
 {
 protected:
-    std::vector<Message> login(const std::vector<uint8_t>& block)
+    void TearDown() override
     {
-        return session->run(CMD_LOGIN, block, {MSG_LOGIN_RESULT, MSG_LOGIN_ERROR, MSG_LOGIN_RESULT_ERROR});
+        ServiceFixture::TearDown();
+        clearTokenPath();
     }
+    static std::string tokenPath() { return VxHostSaveFile::path("OrvToken.ini"); }
+    static void clearTokenPath() { rmdir(tokenPath().c_str()) == 0 || unlink(tokenPath().c_str()); }
 
-    std::vector<Message> login(const std::string& loginId = "driver01", const std::string& password = "secret")
-    {
-        return login(loginBlock(7, {"M1", "D1", loginId, password}));
-    }
-
-    // The request that a summary command makes, from whichever server got it.
-    TestHttpsServer::Request summaryRequest(TestHttpsServer*& where)
+    // The server that a summary command reached; its request in seen.
+    TestHttpsServer* summary(TestHttpsServer::Request* seen = nullptr)
     {
         production->clearRequests();
         testCloud->clearRequests();
-        const std::vector<Message> heard =
-            session->run(CMD_GET_INFO_SUMMARY, {0}, {MSG_INFO_SUMMARY_RESULT, MSG_RESULT_ERROR});
-        EXPECT_FALSE(heard.empty());
-        where = production->requestCount() == 1 ? production.get()
-                                                : testCloud->requestCount() == 1 ? testCloud.get() : nullptr;
-        return where != nullptr ? where->lastRequest() : TestHttpsServer::Request();
+        if (run(CMD_GET_INFO_SUMMARY, {0}, {}, 3000).empty()) {
+            close(open(tokenPath().c_str(), O_WRONLY | O_NONBLOCK)); // a reader stuck on a FIFO goes on
+            ADD_FAILURE() << "no answer to the command";
+        }
+        TestHttpsServer* server = production->requestCount() == 1 ? production.get() : testCloud.get();
+        if (seen != nullptr)
+            *seen = server->lastRequest();
+        return server->requestCount() == 1 ? server : nullptr;
     }
 
-    static int storedExpiration() { return SysDataOrvToken::GetInstance()->getTokenExpiration(); }
+    // The bearer token that a summary command carried.
+    std::string sentToken()
+    {
+        TestHttpsServer::Request seen;
+        EXPECT_EQ(summary(&seen), production.get());
+        const std::string header = seen.header("Authorization");
+        return header == "Bearer" ? "" : header.compare(0, 7, "Bearer ") == 0 ? header.substr(7) : "? " + header;
+    }
 };
 
-TEST_F(LoginTest, StoredTokenIsSentAsItStands)
+TEST_F(LoginTest, OnlyALoginWithoutAValidTokenAsksTheServer)
 {
-    const char* tokens[] = {"abc", "eyJhbGciOiJIUzI1NiJ9.eyJzdWIiOiIxIn0.s1g-_~+/=", "two words",
-                            "colon:semi;comma,quote'"};
-    openKit();
-    for (const char* token : tokens) {
-        SCOPED_TRACE(token);
-        storeToken(token, now() + 3600);
-        TestHttpsServer* where = nullptr;
-        const TestHttpsServer::Request seen = summaryRequest(where);
-        EXPECT_EQ(where, production.get());
-        EXPECT_EQ(seen.header("Authorization"), std::string("Bearer ") + token);
+    const std::string odd = "eyJ9.s1g-_~+/= two;colon:comma,quote'"; // sent as it stands
+    const std::string path = tokenPath();
+    const std::string answer = authBody(kIssuedToken, now() + 7200);
+    production->route("POST", kLoginPath, Reply::ok(answer));
+    // make: what sits at the token path; sent: the token that goes out before the login.
+    const struct { const char* name; std::function<int()> make; std::string sent; bool asks, stores; } cases[] = {
+        {"valid token", [&] { storeToken(odd, now() + 100); return 0; }, odd, false, false},
+        {"expiration reached", [] { storeToken(kStoredToken, now()); return 0; }, kStoredToken, true, true},
+        {"valid expiration without token", [] { storeToken("", now() + 3600); return 0; }, "", true, true},
+        {"no token file", [] { return 0; }, "", true, true},
+        {"fifo", [&] { return mkfifo(path.c_str(), 0600); }, "", true, true},
+        {"directory", [&] { return mkdir(path.c_str(), 0700); }, "", true, false},
+        {"dangling link", [&] { return symlink((path + ".gone").c_str(), path.c_str()); }, "", true, true},
+        {"device", [&] { return mknod(path.c_str(), S_IFCHR | 0600, makedev(1, 3)); }, "", true, true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        clearTokenPath();
+        if (c.make() != 0) {
+            ASSERT_EQ(errno, EPERM) << "could not make it";
+            continue; // no device nodes without the privilege
+        }
+        openKit();
+        EXPECT_EQ(sentToken(), c.sent);
+        production->clearRequests();
+        const std::vector<Message> heard = run(CMD_LOGIN, loginBlock(7, {"M1", "D1", "driver01", "pass word"}));
+        ASSERT_EQ(heard.size(), 2u);
+        EXPECT_EQ(heard[0].id, MSG_LOGIN_ACCEPTED);
+        EXPECT_EQ(heard[1].id, MSG_LOGIN_RESULT);
+        EXPECT_EQ(textOf(heard[0].payload) + textOf(heard[1].payload), c.asks ? answer : "");
+        ASSERT_EQ(production->requestCount(), c.asks ? 1u : 0u);
+        EXPECT_EQ(heardBeforeFollowUp().size(), 2u);
+        if (c.asks) {
+            const TestHttpsServer::Request seen = production->requests().front();
+            EXPECT_EQ(seen.method + " " + seen.target, std::string("POST ") + kLoginPath);
+            EXPECT_EQ(seen.body, "{\n\"loginid\": \"driver01\",\n\"password\": \"pass word\"\n}\n");
+            EXPECT_EQ(seen.header("Content-Type"), "application/json");
+            EXPECT_EQ(seen.headers.count("Authorization"), 0u);
+        }
+        EXPECT_EQ(sentToken(), c.stores ? kIssuedToken : c.sent);
+        EXPECT_EQ(SysDataOrvToken::GetInstance()->getTokenAccess(), c.stores ? kIssuedToken : c.sent);
     }
-    // An empty token is not checked for: the request still goes out.
-    storeToken("", now() + 3600);
-    TestHttpsServer* where = nullptr;
-    const TestHttpsServer::Request seen = summaryRequest(where);
-    ASSERT_EQ(where, production.get());
-    EXPECT_EQ(seen.header("Authorization").substr(0, 6), "Bearer");
-    EXPECT_LE(seen.header("Authorization").size(), 7u);
 }
 
-TEST_F(LoginTest, OnlyTheTestPrefixWithTwoDigitsSelectsTheTestOrigins)
+TEST_F(LoginTest, OnlyTheTestPrefixWithTwoDigitsSelectsTheTestEndpoints)
 {
     const std::pair<const char*, bool> cases[] = {
-        {"QahvomTPsk01", true},   {"QahvomTPsk99", true},   {"QahvomTPsk1", false},  {"QahvomTPsk1a", false},
-        {"QahvomTPska1", false},  {"QahvomTPsk012", false}, {"qahvomTPsk01", false}, {"QahvomTPSK01", false},
-        {"XahvomTPsk01", false},  {"QahvomTPsk 1", false},  {"driver01", false},
+        {"QahvomTPsk01", true},  {"QahvomTPsk99", true},   {"QahvomTPsk1", false},  {"QahvomTPsk1a", false},
+        {"QahvomTPska1", false}, {"QahvomTPsk012", false}, {"qahvomTPsk01", false}, {"QahvomTPSK01", false},
+        {"XahvomTPsk01", false}, {"QahvomTPsk 1", false},  {"driver01", false},
     };
     openKit();
     for (const auto& c : cases) {
         SCOPED_TRACE(c.first);
         identify(7, "M1", "D1", c.first);
-        TestHttpsServer* where = nullptr;
-        summaryRequest(where);
-        EXPECT_EQ(where, c.second ? testCloud.get() : production.get());
+        EXPECT_EQ(summary(), c.second ? testCloud.get() : production.get());
     }
-    // A login that has to reach the server goes to the test origin as well.
+    // So do a login that has to reach the server, the certificate and the position report.
     storeToken(kStoredToken, 0);
     production->clearRequests();
     testCloud->clearRequests();
-    const std::vector<Message> heard = login("QahvomTPsk07");
-    ASSERT_FALSE(heard.empty());
-    EXPECT_EQ(heard.back().id, MSG_LOGIN_RESULT);
+    EXPECT_EQ(last(CMD_LOGIN, loginBlock(7, {"M", "123", "QahvomTPsk07", "pw"})).id, MSG_LOGIN_RESULT);
+    EXPECT_EQ(last(CMD_GET_CERTIFICATE, {0}).id, MSG_CERTIFICATE_RESULT);
+    EXPECT_EQ(last(CMD_UPDATE_SHADOW, positionsCommand()).id, MSG_SHADOW_RESULT);
+    const std::vector<TestHttpsServer::Request> seen = testCloud->requests();
+    ASSERT_EQ(seen.size(), 3u);
+    EXPECT_EQ(seen[0].path, kLoginPath);
+    EXPECT_EQ(seen[1].path + seen[1].body, "/dev/cert{\"model\": \"M\",\"deviceNo\": \"123\"}");
+    EXPECT_EQ(seen[2].path, "/things/M-123/shadow");
     EXPECT_EQ(production->requestCount(), 0u);
-    ASSERT_EQ(testCloud->requestCount(), 1u);
-    EXPECT_EQ(testCloud->lastRequest().path, kLoginPath);
-}
-
-TEST_F(LoginTest, ValidTokenAnswersWithoutARequest)
-{
-    storeToken("t", now() + 100);
-    openKit();
-    const std::vector<Message> heard = login();
-    ASSERT_EQ(heard.size(), 2u);
-    EXPECT_EQ(heard[0].id, MSG_LOGIN_ACCEPTED);
-    EXPECT_TRUE(heard[0].payload.empty());
-    EXPECT_EQ(heard[1].id, MSG_LOGIN_RESULT);
-    EXPECT_TRUE(heard[1].payload.empty());
-    EXPECT_EQ(production->requestCount() + testCloud->requestCount(), 0u);
-    EXPECT_EQ(heardBeforeFollowUp().size(), 2u);
-}
-
-TEST_F(LoginTest, ExpirationReachedLogsInAndStoresTheNewToken)
-{
-    const long long issuedExpiration = now() + 7200;
-    const std::string answer = authBody(kIssuedToken, issuedExpiration);
-    production->route("POST", kLoginPath, Reply::ok(answer));
-    storeToken(kStoredToken, now());
-    openKit();
-    std::vector<Message> heard = login("driver01", "pass word");
-    ASSERT_EQ(heard.size(), 2u);
-    EXPECT_EQ(heard[0].id, MSG_LOGIN_ACCEPTED);
-    EXPECT_EQ(heard[1].id, MSG_LOGIN_RESULT);
-    EXPECT_EQ(textOf(heard[1].payload), answer);
-
-    ASSERT_EQ(production->requestCount(), 1u);
-    const TestHttpsServer::Request seen = production->lastRequest();
-    EXPECT_EQ(seen.method, "POST");
-    EXPECT_EQ(seen.path, kLoginPath);
-    EXPECT_TRUE(seen.query.empty());
-    EXPECT_EQ(seen.body, "{\n\"loginid\": \"driver01\",\n\"password\": \"pass word\"\n}\n");
-    EXPECT_EQ(seen.header("Content-Type"), "application/json");
-    EXPECT_FALSE(seen.hasHeader("Authorization"));
-
-    EXPECT_EQ(storedExpiration(), static_cast<int>(issuedExpiration));
-    TestHttpsServer* where = nullptr;
-    EXPECT_EQ(summaryRequest(where).header("Authorization"), std::string("Bearer ") + kIssuedToken);
-
-    // Valid from now on: the next login stays local.
-    production->clearRequests();
-    heard = login();
-    ASSERT_EQ(heard.size(), 2u);
-    EXPECT_TRUE(heard[1].payload.empty());
-    EXPECT_EQ(production->requestCount(), 0u);
-}
-
-TEST_F(LoginTest, ValidExpirationWithoutTokenLogsIn)
-{
-    storeToken("", now() + 3600);
-    openKit();
-    const std::vector<Message> heard = login();
-    ASSERT_EQ(heard.size(), 2u);
-    EXPECT_FALSE(heard[1].payload.empty());
-    EXPECT_EQ(production->requestCount(), 1u);
 }
 
 TEST_F(LoginTest, ExpirationDatesOutsideTheSignedRangeNeverExpire)
 {
     const std::pair<long long, int> cases[] = {
-        {1700000000, 1700000000}, {1, 1},           {2147483646, 2147483646},
-        {0, 2147483647},          {-5, 2147483647}, {2147483647, 2147483647},
-        {4294967296LL, 2147483647},
-    };
+        {1, 1}, {2147483646, 2147483646}, {0, 2147483647}, {2147483647, 2147483647}, {4294967296LL, 2147483647}};
     openKit();
     for (const auto& c : cases) {
         SCOPED_TRACE(c.first);
         storeToken(kStoredToken, 0);
         production->route("POST", kLoginPath, Reply::ok(authBody(kIssuedToken, c.first)));
-        const std::vector<Message> heard = login();
-        ASSERT_FALSE(heard.empty());
-        ASSERT_EQ(heard.back().id, MSG_LOGIN_RESULT);
-        EXPECT_EQ(storedExpiration(), c.second);
+        ASSERT_EQ(last(CMD_LOGIN, login7()).id, MSG_LOGIN_RESULT);
+        EXPECT_EQ(SysDataOrvToken::GetInstance()->getTokenExpiration(), c.second);
     }
-}
-
-TEST_F(LoginTest, MissingTokenFileMakesTheLoginAsk)
-{
-    const char* directory = std::getenv("VX_SAVEFILE_DIR");
-    if (directory == nullptr)
-        GTEST_SKIP() << "the token file's directory is not known";
-    std::remove((std::string(directory) + "/OrvToken.ini").c_str());
-    openKit();
-    const std::vector<Message> heard = login();
-    ASSERT_FALSE(heard.empty());
-    EXPECT_EQ(heard.back().id, MSG_LOGIN_RESULT);
-    EXPECT_EQ(production->requestCount(), 1u);
 }
 
 TEST_F(LoginTest, IncompleteIdentityWipesTheStoredOne)
 {
-    struct Case
-    {
-        const char* name;
-        std::vector<uint8_t> block;
-    };
-    const Case cases[] = {
-        {"password missing", loginBlock(7, {"M1", "D1", "QahvomTPsk01"})},
-        {"model empty", {0x07, 0x00}},
-        {"maker only", {0x07}},
-        {"empty password", loginBlock(7, {"M1", "D1", "QahvomTPsk01", ""})},
+    const Bytes cases[] = {
+        loginBlock(7, {"M1", "D1", "QahvomTPsk01"}), {0x07, 0x00}, {0x07}, loginBlock(7, {"M1", "D1", "QahvomTPsk01", ""}),
     };
     openKit();
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        // A complete identity on the test origins first.
-        identify(9, "M9", "D9", "QahvomTPsk01");
-        const std::vector<Message> heard = login(c.block);
+    TestHttpsServer::Request seen;
+    for (const Bytes& block : cases) {
+        SCOPED_TRACE(block.size());
+        identify(9, "M9", "D9", "QahvomTPsk01"); // a complete identity on the test origins first
+        const std::vector<Message> heard = run(CMD_LOGIN, block);
         ASSERT_EQ(heard.size(), 1u) << "refused before the acceptance";
         EXPECT_EQ(heard[0].id, MSG_LOGIN_ERROR);
-        EXPECT_EQ(heard[0].payload, std::vector<uint8_t>{REQUEST_ERROR_NO_REQUEST});
-
-        TestHttpsServer* where = nullptr;
-        const TestHttpsServer::Request seen = summaryRequest(where);
-        EXPECT_EQ(where, production.get()) << "the login id went with the rest";
-        EXPECT_EQ(seen.params, (std::multimap<std::string, std::string>{
-                                   {"maker", "00"}, {"model", ""}, {"deviceNo", ""}}));
+        EXPECT_EQ(heard[0].payload, Bytes{REQUEST_ERROR_NO_REQUEST});
+        EXPECT_EQ(summary(&seen), production.get()) << "the login id went with the rest";
+        EXPECT_EQ(seen.query, "deviceNo=&maker=00&model=");
     }
     // The last terminator may be missing.
-    const std::vector<Message> heard = login(loginBlock(0x2A, {"M2", "D2", "id", "pw"}, false));
-    ASSERT_FALSE(heard.empty());
-    EXPECT_EQ(heard.back().id, MSG_LOGIN_RESULT);
-    TestHttpsServer* where = nullptr;
-    EXPECT_EQ(summaryRequest(where).params,
-              (std::multimap<std::string, std::string>{{"maker", "42"}, {"model", "M2"}, {"deviceNo", "D2"}}));
+    EXPECT_EQ(last(CMD_LOGIN, loginBlock(0xFF, {"M2", "D2", "id", "pw"}, false)).id, MSG_LOGIN_RESULT);
+    summary(&seen);
+    EXPECT_EQ(seen.query, "deviceNo=D2&maker=255&model=M2"); // two digits at least
 }
 
 } // namespace

@@ -5,16 +5,16 @@
 #include <QString>
 #include <QtGlobal>
 
+#include <algorithm>
 #include <cstring>
 #include <mutex>
 #include <string>
 #include <vector>
 
-// Keeps every line that the orvkit.* categories log, from any thread, as
-// "category: message", while it lives; other messages (Qt's own warnings,
-// for one) are kept apart and go on to the handler installed before. With enableAll (the default) it switches every orvkit.*
-// category on, as QT_LOGGING_RULES="orvkit.*=true" would; otherwise the
-// categories keep their defaults. One capture at a time.
+// While it lives, keeps every line that the orvkit.* categories log, from any
+// thread, as "category: message"; other messages (Qt's own warnings) are kept
+// apart and go on to the previous handler. enableAll switches every orvkit.*
+// category on, as QT_LOGGING_RULES="orvkit.*=true" would. One at a time.
 class LogCapture
 {
 public:
@@ -26,37 +26,24 @@ public:
         state().previous = qInstallMessageHandler(&LogCapture::handle);
         QLoggingCategory::setFilterRules(enableAll ? QStringLiteral("orvkit.*=true") : QString());
     }
-
     ~LogCapture()
     {
         QLoggingCategory::setFilterRules(QString());
         qInstallMessageHandler(state().previous);
     }
-
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
-    std::vector<std::string> lines() const
-    {
-        std::lock_guard<std::mutex> lock(state().mutex);
-        return state().lines;
-    }
-
-    std::vector<std::string> otherLines() const
-    {
-        std::lock_guard<std::mutex> lock(state().mutex);
-        return state().others;
-    }
+    std::vector<std::string> lines() const { return copy(state().lines); }
+    std::vector<std::string> otherLines() const { return copy(state().others); }
 
     // The lines that hold every one of the texts.
     std::vector<std::string> linesWith(const std::vector<std::string>& texts) const
     {
         std::vector<std::string> found;
         for (const std::string& line : lines()) {
-            bool all = true;
-            for (const std::string& text : texts)
-                all = all && line.find(text) != std::string::npos;
-            if (all)
+            const auto holds = [&](const std::string& text) { return line.find(text) != std::string::npos; };
+            if (std::all_of(texts.begin(), texts.end(), holds))
                 found.push_back(line);
         }
         return found;
@@ -85,18 +72,23 @@ private:
         return shared;
     }
 
+    static std::vector<std::string> copy(const std::vector<std::string>& kept)
+    {
+        std::lock_guard<std::mutex> lock(state().mutex);
+        return kept;
+    }
+
     static void handle(QtMsgType type, const QMessageLogContext& context, const QString& message)
     {
-        if (context.category != nullptr && std::strncmp(context.category, "orvkit.", 7) == 0) {
-            std::lock_guard<std::mutex> lock(state().mutex);
-            state().lines.push_back(std::string(context.category) + ": " + message.toStdString());
-            return;
-        }
+        const bool ours = context.category != nullptr && std::strncmp(context.category, "orvkit.", 7) == 0;
         QtMessageHandler previous;
         {
             std::lock_guard<std::mutex> lock(state().mutex);
-            state().others.push_back(message.toStdString());
-            previous = state().previous;
+            if (ours)
+                state().lines.push_back(std::string(context.category) + ": " + message.toStdString());
+            else
+                state().others.push_back(message.toStdString());
+            previous = ours ? nullptr : state().previous;
         }
         if (previous != nullptr)
             previous(type, context, message);

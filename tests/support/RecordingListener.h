@@ -47,20 +47,18 @@ public:
     {
         return waitUntil([&] { return messages.size() >= count; }, timeoutMs);
     }
-    // Waits until a message with this id arrived; returns the first one.
+    // Waits until a message with this id arrived; the first one goes to out.
     bool waitForId(unsigned long id, Message* out = nullptr, int timeoutMs = 5000)
     {
-        bool found = waitUntil([&] {
-            for (const Message& m : messages)
-                if (m.id == id) return true;
+        const auto first = [&] {
+            return std::find_if(messages.begin(), messages.end(), [&](const Message& m) { return m.id == id; });
+        };
+        std::unique_lock<std::mutex> lock(mutex);
+        if (!changed.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&] { return first() != messages.end(); }))
             return false;
-        }, timeoutMs);
-        if (found && out) {
-            std::lock_guard<std::mutex> lock(mutex);
-            for (const Message& m : messages)
-                if (m.id == id) { *out = m; break; }
-        }
-        return found;
+        if (out != nullptr)
+            *out = *first();
+        return true;
     }
 
 private:

@@ -3,17 +3,12 @@
 
 #include <string>
 
-// A throw-away certificate hierarchy made when a test starts, so that no
-// certificate kept in the repository can ever expire:
-//   ca()          test CA (self-signed)
-//   server()      server certificate for 127.0.0.1 and localhost, signed by ca()
-//   client()      client certificate with the chosen CN, signed by ca()
-//   otherCa()     an unrelated CA
-//   otherServer() server certificate for 127.0.0.1 and localhost, signed by otherCa()
-// Keys are RSA 2048 in the traditional "RSA PRIVATE KEY" PEM form; the two
-// CAs have keys of their own, all leaf certificates share one key.
-// Each PEM text is also written to a private temporary directory, removed
-// by the destructor. Certificates are valid from one hour ago for 30 days.
+// A throw-away certificate hierarchy made when a test starts, so that none can
+// expire: a CA, a server certificate for 127.0.0.1 and localhost and a client
+// certificate with the chosen CN signed by it, and an unrelated CA with a
+// server certificate of its own. RSA 2048 keys ("RSA PRIVATE KEY" PEM), one
+// shared by all leaves; valid from one hour ago for 30 days. Each PEM text is
+// also written to a private temporary directory that the destructor removes.
 class TestPki
 {
 public:
@@ -31,10 +26,8 @@ public:
     TestPki(const TestPki&) = delete;
     TestPki& operator=(const TestPki&) = delete;
 
-    // False when OpenSSL or the temporary directory failed; the identities
-    // are then empty.
+    // False when OpenSSL or the temporary directory failed; the identities are then empty.
     bool isValid() const { return valid; }
-    const std::string& directory() const { return dir; }
 
     const Identity& ca() const { return caId; }
     const Identity& server() const { return serverId; }
@@ -43,16 +36,13 @@ public:
     const Identity& otherServer() const { return otherServerId; }
 
     // A further client certificate, signed by ca() or, with fromOtherCa, by
-    // otherCa(). Its files go to the same directory. Empty on failure.
+    // otherCa(), its files in the same directory. Empty on failure.
     Identity issueClientCertificate(const std::string& commonName, bool fromOtherCa = false);
 
 private:
-    bool writeIdentity(Identity& id, const std::string& fileStem);
-
-    bool valid;
+    bool valid = false;
     std::string dir;
-    int issued;
-    std::string leafKeyPem;
+    int issued = 0;
     Identity caId;
     Identity serverId;
     Identity clientId;
