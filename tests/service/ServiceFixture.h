@@ -158,8 +158,7 @@ protected:
     void closeKit()
     {
         const int before = listener ? listener->closeCount() : 0;
-        if (kit && kit->close() == 1)
-            listener->waitForClose(before + 1);
+        EXPECT_TRUE(!kit || kit->close() != 1 || listener->waitForClose(before + 1)) << "the kit did not close";
         kit.reset();
     }
 
