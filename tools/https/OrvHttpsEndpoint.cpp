@@ -91,21 +91,29 @@ bool OrvHttpsEndpoint::start(int port, std::string& error)
         error = "cannot bind 127.0.0.1:" + std::to_string(port);
         return false;
     }
-    listening = true;
-    thread = std::thread([this] {
-        svr->listen_after_bind();
-        listening = false;
-    });
-    // stop() only reaches a server that has begun to listen.
-    while (listening && !svr->is_running()) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    if (!listening) {
-        thread.join();
+    if (!listenInBackground(*svr, thread, listening)) {
         error = "cannot listen on 127.0.0.1:" + std::to_string(boundPort);
         return false;
     }
     return true;
+}
+
+bool OrvHttpsEndpoint::listenInBackground(httplib::Server& server, std::thread& thread, std::atomic<bool>& listening)
+{
+    listening = true;
+    thread = std::thread([&server, &listening] {
+        server.listen_after_bind();
+        listening = false;
+    });
+    // stop() only reaches a server that has begun to listen.
+    while (listening && !server.is_running()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    if (listening) {
+        return true;
+    }
+    thread.join();
+    return false;
 }
 
 void OrvHttpsEndpoint::stop()

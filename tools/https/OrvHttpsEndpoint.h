@@ -33,6 +33,9 @@ public:
 
     // Cuts the connection a request came on; call on that request's thread.
     static void cut(const httplib::Request& request);
+    // Runs a bound server's accept loop on `thread`; false when it never
+    // began to listen (the thread is then joined).
+    static bool listenInBackground(httplib::Server& server, std::thread& thread, std::atomic<bool>& listening);
 
 private:
     static void onInfo(const SSL* ssl, int where, int ret);

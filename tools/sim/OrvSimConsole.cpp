@@ -1,6 +1,7 @@
 #include "OrvSimConsole.h"
 
 #include "OrvCloudSimulator.h"
+#include "OrvHttpsEndpoint.h"
 #include "OrvSimConsoleAssets.h"
 
 #include <httplib.h>
@@ -132,18 +133,7 @@ bool OrvSimConsole::start(const std::string& address, int port, std::string& err
         svr.reset();
         return false;
     }
-    httplib::Server* server = svr.get();
-    listening = true;
-    thread = std::thread([this, server] {
-        server->listen_after_bind();
-        listening = false;
-    });
-    // stop() only reaches a server that has begun to listen.
-    while (listening && !svr->is_running()) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    if (!listening) {
-        thread.join();
+    if (!OrvHttpsEndpoint::listenInBackground(*svr, thread, listening)) {
         svr.reset();
         error = "cannot listen on " + host + ":" + std::to_string(boundPort);
         return false;
