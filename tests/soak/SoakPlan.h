@@ -69,8 +69,11 @@ public:
     {
         std::lock_guard<std::mutex> lock(mutex);
         owing.clear();
-        for (int kind = 0; kind < KindCount; ++kind)
-            owing.push_back(failure(kind, command(kind).device ? 0x00 : kind == Login ? 0xB0 : 0xB1));
+        using namespace OrvKitDef;
+        for (int kind = 0; kind < KindCount; ++kind) {
+            const uint8_t code = kind == Login ? RESULT_LOGIN_NETWORK_FAILURE : RESULT_NETWORK_FAILURE;
+            owing.push_back(failure(kind, command(kind).device ? uint8_t(DEVICE_RESULT_UNCLASSIFIED) : code));
+        }
     }
 
     // The result owed to the latest request of this kind.
@@ -79,18 +82,19 @@ public:
     TestHttpsServer::Reply answer(const TestHttpsServer::Request& request)
     {
         using Reply = TestHttpsServer::Reply;
+        using namespace OrvKitDef;
         enum { OwnSuccess = 1, Unusable, Cut };
         struct Fault { int weight, status; const char* body; uint8_t standard, device; }; // weights add up to 100
         static const Fault kFaults[] = {
             {55, OwnSuccess, "", 0, 0},
-            {10, Unusable, "", 0x40, 0x00}, // 200, but not JSON or a token for another maker
-            {5, 500, "{\"error\":{\"code\":\"E5001001\"}}", 0x90, 0xC7},
-            {4, 500, "<html><body>Internal Server Error</body></html>", 0xB2, 0xC7},
-            {4, 401, "{\"error\":{\"code\":\"E4019002\"}}", 0x51, 0xC1},
-            {4, 404, "{\"error\":{\"code\":\"E4041001\"}}", 0x80, 0x00},
-            {3, 204, "", 0xB2, 0x00}, // the success status of a delete
-            {4, 502, "", 0xB2, 0x00},
-            {3, 302, "", 0xB2, 0x00},
+            {10, Unusable, "", RESULT_REPLY_NOT_USABLE, DEVICE_RESULT_UNCLASSIFIED}, // 200, but not JSON or a token for another maker
+            {5, 500, "{\"error\":{\"code\":\"E5001001\"}}", RESULT_SERVER_ERROR, DEVICE_RESULT_SERVER_ERROR},
+            {4, 500, "<html><body>Internal Server Error</body></html>", RESULT_UNCLASSIFIED, DEVICE_RESULT_SERVER_ERROR},
+            {4, 401, "{\"error\":{\"code\":\"E4019002\"}}", RESULT_TOKEN_EXPIRED, DEVICE_RESULT_UNAUTHORIZED},
+            {4, 404, "{\"error\":{\"code\":\"E4041001\"}}", RESULT_NOT_FOUND, DEVICE_RESULT_UNCLASSIFIED},
+            {3, 204, "", RESULT_UNCLASSIFIED, DEVICE_RESULT_UNCLASSIFIED}, // the success status of a delete
+            {4, 502, "", RESULT_UNCLASSIFIED, DEVICE_RESULT_UNCLASSIFIED},
+            {3, 302, "", RESULT_UNCLASSIFIED, DEVICE_RESULT_UNCLASSIFIED},
             {8, Cut, "", 0, 0},
         };
         std::lock_guard<std::mutex> lock(mutex);
