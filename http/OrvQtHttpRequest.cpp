@@ -55,6 +55,11 @@ QString proxyInUse(const QNetworkAccessManager* manager, const QUrl& url)
     return QStringLiteral("via proxy %1:%2").arg(proxy.hostName()).arg(proxy.port());
 }
 
+// Qt 6 still has the TLS 1.0 and 1.1 names, marked deprecated; the kit
+// offers them when asked to, as it does on Qt 5.
+QT_WARNING_PUSH
+QT_WARNING_DISABLE_DEPRECATED
+
 QString protocolText(QSsl::SslProtocol protocol)
 {
     switch (protocol) {
@@ -70,6 +75,8 @@ QString protocolText(QSsl::SslProtocol protocol)
     default: return QStringLiteral("protocol %1").arg(static_cast<int>(protocol));
     }
 }
+
+QT_WARNING_POP
 
 // One event, one line.
 QString quoted(QString text)
@@ -193,10 +200,19 @@ void OrvQtHttpRequest::setSslConfigurationHook(SslConfigurationHook hook)
     sslConfigurationHook = std::move(hook);
 }
 
+QT_WARNING_PUSH
+QT_WARNING_DISABLE_DEPRECATED
 QSsl::SslProtocol OrvQtHttpRequest::toQtProtocol(eSslProtocol protocol)
 {
     switch (protocol) {
-#if QT_DEPRECATED_SINCE(5, 15)
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    // Qt 6 has no SSL 2 or 3 at all; a protocol it does not know fails the
+    // handshake before anything is sent, as SSL 3 does with Qt 5's OpenSSL.
+    case SSL_PROTOCOL_SSLV2:
+    case SSL_PROTOCOL_SSLV3:
+    case SSL_PROTOCOL_TLSV1_SSLV3:
+        return QSsl::UnknownProtocol;
+#elif QT_DEPRECATED_SINCE(5, 15)
     case SSL_PROTOCOL_SSLV2:
         return QSsl::SslV2;
     case SSL_PROTOCOL_SSLV3:
@@ -223,6 +239,7 @@ QSsl::SslProtocol OrvQtHttpRequest::toQtProtocol(eSslProtocol protocol)
         return QSsl::SecureProtocols;
     }
 }
+QT_WARNING_POP
 
 void OrvQtHttpRequest::execute2(const QSslConfiguration& config)
 {
