@@ -7,7 +7,8 @@
 
 namespace {
 
-enum class Outcome { Done, Broken, TooLarge };
+// Cut: the input ended before the stream did; what inflated so far stands.
+enum class Outcome { Done, Cut, Broken, TooLarge };
 
 // windowBits: MAX_WBITS + 32 takes gzip or zlib, -MAX_WBITS a raw stream.
 Outcome run(const std::vector<unsigned char>& in, std::vector<unsigned char>& out, size_t limit, int windowBits)
@@ -35,7 +36,10 @@ Outcome run(const std::vector<unsigned char>& in, std::vector<unsigned char>& ou
             outcome = Outcome::Done;
             break;
         }
-        // Z_BUF_ERROR with input left over cannot happen; without input the stream was cut short.
+        if (status == Z_BUF_ERROR && stream.avail_in == 0) {
+            outcome = Outcome::Cut;
+            break;
+        }
         if (status != Z_OK)
             break;
     }
@@ -57,11 +61,13 @@ bool OrvHttpInflater::handles(const std::string& contentEncoding)
 bool OrvHttpInflater::inflate(std::vector<unsigned char>& body, size_t limit)
 {
     // Body sizes beyond uInt never reach here: answers are far smaller than 4 GiB.
+    // As Qt 5: a stream that fails before any output is tried once more as
+    // raw deflate; one that is cut short yields what inflated until then.
     std::vector<unsigned char> out;
     Outcome outcome = run(body, out, limit, MAX_WBITS + 32);
-    if (outcome == Outcome::Broken)
+    if (outcome == Outcome::Broken && out.empty())
         outcome = run(body, out, limit, -MAX_WBITS);
-    if (outcome != Outcome::Done)
+    if (outcome != Outcome::Done && outcome != Outcome::Cut)
         return false;
     body.swap(out);
     return true;

@@ -210,11 +210,13 @@ QSsl::SslProtocol OrvQtHttpRequest::toQtProtocol(eSslProtocol protocol)
     switch (protocol) {
 #if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
     // Qt 6 has no SSL 2 or 3 at all; a protocol it does not know fails the
-    // handshake before anything is sent, as SSL 3 does with Qt 5's OpenSSL.
+    // handshake before anything is sent, as SSL 2 and 3 do with Qt 5's
+    // OpenSSL. "TLS 1 or SSL 3" takes TLS 1.0 and later there, as here.
     case SSL_PROTOCOL_SSLV2:
     case SSL_PROTOCOL_SSLV3:
-    case SSL_PROTOCOL_TLSV1_SSLV3:
         return QSsl::UnknownProtocol;
+    case SSL_PROTOCOL_TLSV1_SSLV3:
+        return QSsl::TlsV1_0OrLater;
 #elif QT_DEPRECATED_SINCE(5, 15)
     case SSL_PROTOCOL_SSLV2:
         return QSsl::SslV2;
