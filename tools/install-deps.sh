@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# Installs the Debian 12 packages that building and testing OrvKit needs.
+# Installs the Debian 12 packages that building and testing OrvKit needs,
+# against Qt 5 (the default) and against Qt 6 (the qt6 preset).
 set -euo pipefail
-packages=(cmake g++ make pkg-config qtbase5-dev libcpp-httplib-dev libssl-dev libgtest-dev openssl libcli11-dev)
+packages=(cmake g++ make pkg-config qtbase5-dev qt6-base-dev qt6-5compat-dev zlib1g-dev
+          libcpp-httplib-dev libssl-dev libgtest-dev openssl libcli11-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
