@@ -51,6 +51,11 @@ TEST(OrvArrayUtilsTest, AppendsAndPointerForms)
     EXPECT_EQ(buf, (Bytes{0x09, 0x23, 0x45, 0xCA, 0xFE, 0xBA, 0xBE}));
     EXPECT_EQ(OrvArrayUtils::byteArrayToWord(buf.data() + 3), 0xCAFEu);
     EXPECT_EQ(OrvArrayUtils::byteArrayToDword(buf.data() + 3), 0xCAFEBABEul);
+    // A null pointer reads 0 and takes no write.
+    EXPECT_EQ(OrvArrayUtils::byteArrayToWord(nullptr), 0u);
+    EXPECT_EQ(OrvArrayUtils::byteArrayToDword(nullptr), 0ul);
+    OrvArrayUtils::wordToByteArray(0x1234, nullptr);
+    OrvArrayUtils::dwordToByteArray(0x12345678ul, nullptr);
 }
 
 TEST(OrvArrayUtilsTest, StringsAndCopies)
