@@ -1,7 +1,7 @@
 // Uses only the public header and the shared library, as an application does.
 #include <OrvKit.h>
 
-#include "../support/RecordingListener.h"
+#include "RecordingListener.h"
 
 #include <gtest/gtest.h>
 
