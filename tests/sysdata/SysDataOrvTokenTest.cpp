@@ -81,15 +81,18 @@ TEST_F(SysDataOrvTokenTest, StoredValuesAreOnDiskAndAnotherWritersAreReadNext)
 {
     std::string value = "unset";
     EXPECT_EQ(store->getTokenAccess(), "");
-    EXPECT_TRUE(readKey("TokenAccess", value) && value.empty());
+    EXPECT_TRUE(readKey("TokenAccess", value));
+    EXPECT_EQ(value, "");
     EXPECT_FALSE(readKey("TokenExpiration", value));
     EXPECT_EQ(store->getTokenExpiration(), 0);
-    EXPECT_TRUE(readKey("TokenExpiration", value) && value == "0");
+    EXPECT_TRUE(readKey("TokenExpiration", value));
+    EXPECT_EQ(value, "0");
 
     const std::string token("tok=en\nwith\\bytes\0", 18);
     store->storeTokenAccess(token);
     store->storeTokenExpiration(-1);
-    EXPECT_TRUE(readKey("TokenAccess", value) && value == token);
+    EXPECT_TRUE(readKey("TokenAccess", value));
+    EXPECT_EQ(value, token);
     EXPECT_EQ(store->getTokenAccess(), token) << "each writer keeps the other key";
     EXPECT_EQ(store->getTokenExpiration(), -1);
 

@@ -3,6 +3,7 @@
 #include "OrvHttpsEndpoint.h"
 #include "OrvPki.h"
 #include "TestPki.h"
+#include "TestTime.h"
 
 #include <algorithm>
 #include <atomic>
@@ -196,7 +197,7 @@ void TestHttpsServer::clearRequests()
 
 bool TestHttpsServer::waitForRequests(std::size_t count, int timeoutMs, const std::function<void()>& whileWaiting) const
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    const auto deadline = std::chrono::steady_clock::now() + scaled(std::chrono::milliseconds(timeoutMs));
     for (;;) {
         // With a pump to run, wake up often; otherwise wait out the deadline.
         const auto until =
