@@ -10,6 +10,8 @@
 #include <cctype>
 #include <chrono>
 #include <condition_variable>
+#include <map>
+#include <set>
 
 class TestHttpsServer::Impl
 {
@@ -37,6 +39,8 @@ public:
     mutable std::mutex mutex;
     mutable std::condition_variable changed;
     bool stopping = false;
+    std::map<std::string, int> holding; // answers waiting per gate
+    std::set<std::string> opened;       // released gates
     std::vector<Route> routes;
     std::vector<Request> records;
 };
@@ -65,6 +69,16 @@ void TestHttpsServer::Impl::serve(const httplib::Request& req, httplib::Response
     const Reply reply = handler ? handler(record) : Reply::withStatus(404);
     if (reply.delayMs > 0 && !waitUnlessStopping(reply.delayMs))
         return OrvHttpsEndpoint::cut(req); // rather than answer early: the client must not see a success
+    if (!reply.gate.empty()) {
+        std::unique_lock<std::mutex> lock(mutex);
+        ++holding[reply.gate];
+        changed.notify_all();
+        changed.wait(lock, [&] { return stopping || opened.count(reply.gate) != 0; });
+        --holding[reply.gate];
+        changed.notify_all();
+        if (stopping)
+            return OrvHttpsEndpoint::cut(req);
+    }
     res.status = reply.status;
     if (!reply.location.empty())
         res.set_header("Location", reply.location);
@@ -193,6 +207,14 @@ void TestHttpsServer::clearRequests()
 {
     std::lock_guard<std::mutex> lock(impl->mutex);
     impl->records.clear();
+}
+
+void TestHttpsServer::release(const std::string& gate)
+{
+    std::unique_lock<std::mutex> lock(impl->mutex);
+    impl->opened.insert(gate);
+    impl->changed.notify_all();
+    impl->changed.wait(lock, [&] { return impl->stopping || impl->holding[gate] == 0; });
 }
 
 bool TestHttpsServer::waitForRequests(std::size_t count, int timeoutMs, const std::function<void()>& whileWaiting) const
