@@ -150,9 +150,10 @@ TEST_F(KitConcurrencyTest, DestroyingTheKitWithRequestsInFlight)
         kit.reset();
         EXPECT_LT(std::chrono::steady_clock::now() - start, scaled(std::chrono::seconds(2))) << "teardown waits for no answer";
         EXPECT_EQ(listener.closeCount(), 1);
-        for (const RecordingListener::Message& message : listener.received())
+        for (const RecordingListener::Message& message : listener.received()) {
             EXPECT_NE(message.id, MSG_INFO_SUMMARY_RESULT);
             EXPECT_NE(message.id, MSG_DESTINATIONS_RESULT);
+        }
     }
 }
 
@@ -187,9 +188,10 @@ TEST_F(KitConcurrencyTest, ListenerChangesRaceTheWorkerAndTheCallbacks)
         other.clear();
         ASSERT_TRUE(send(kit, CMD_GET_INFO_SUMMARY));
         ASSERT_TRUE(listener.waitForId(MSG_INFO_SUMMARY_RESULT));
-        for (const RecordingListener::Message& message : other.received())
+        for (const RecordingListener::Message& message : other.received()) {
             EXPECT_NE(message.id, MSG_ACCEPTED | CMD_GET_INFO_SUMMARY);
             EXPECT_NE(message.id, MSG_INFO_SUMMARY_RESULT);
+        }
         kit.close();
         ASSERT_TRUE(listener.waitForClose());
     }
