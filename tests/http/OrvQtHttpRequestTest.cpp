@@ -144,7 +144,7 @@ TEST_F(HttpRequestTest, ProtocolChoiceReachesTheHandshake)
 {
     server->route("GET", "/ok", Reply::ok("{}"));
     const struct { int protocol; bool connects; } cases[] = {
-        {Req::SSL_PROTOCOL_TLSV1_2, true}, {0, true},     {7, true},      {-1, true},     {Req::SSL_PROTOCOL_SSLV2, false},
+        {Req::SSL_PROTOCOL_TLSV1_2, true}, {0, true},     {7, true},      {Req::SSL_PROTOCOL_SSLV2, false},
         {Req::SSL_PROTOCOL_SSLV3, false},  {Req::SSL_PROTOCOL_TLSV1_0, false}, {Req::SSL_PROTOCOL_TLSV1_1, false},
         {Req::SSL_PROTOCOL_TLSV1_SSLV3, true},
     };
