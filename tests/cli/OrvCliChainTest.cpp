@@ -84,14 +84,14 @@ TEST_F(OrvCliChainTest, LateAnswerAfterTimeOutReachesNoLaterCommand)
     api.route("GET", "/api/navi/bookmarks/v1/destinations",
               Reply::held("destinations", Reply::ok(R"([{"id":"d1"},{"id":"d2"},{"id":"d3"}])")));
     const Outcome outcome =
-        cli("--timeout 1000 --keep-going " + kLogin + " -- summary -- destinations -- certificate", "save",
+        cli("--timeout 3000 --keep-going " + kLogin + " -- summary -- destinations -- certificate", "save",
             api.origin(), [&api] {
                 EXPECT_TRUE(api.waitForRequests(2, 30000)) << "the destinations asked for after the summary";
                 api.release("summary");
                 api.release("destinations");
             });
     EXPECT_EQ(outcome.exitCode, 3) << outcome.err;
-    EXPECT_NE(outcome.err.find("summary: no answer within 1000 ms"), std::string::npos) << outcome.err;
+    EXPECT_NE(outcome.err.find("summary: no answer within 3000 ms"), std::string::npos) << outcome.err;
     EXPECT_EQ(outcome.err.find("no answer within", outcome.err.find("no answer within") + 1), std::string::npos)
         << outcome.err;
     EXPECT_EQ(outcome.err.find("result code"), std::string::npos) << outcome.err;
