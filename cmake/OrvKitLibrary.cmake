@@ -7,8 +7,10 @@ include(GNUInstallDirs)
 add_library(orvkit_objects OBJECT)
 target_include_directories(orvkit_objects PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
-  $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
-  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+  $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>)
+# Internal headers ("service/...", "util/...") for the library's own sources;
+# the white-box archive below passes them on.
+target_include_directories(orvkit_objects PRIVATE ${PROJECT_SOURCE_DIR})
 target_link_libraries(orvkit_objects PUBLIC ${ORVKIT_QT_LIBRARIES} ${ORVKIT_QT_PRIVATE_LIBRARIES})
 target_compile_definitions(orvkit_objects PRIVATE OrvKit_EXPORTS QT_NO_KEYWORDS)
 orvkit_set_warnings(orvkit_objects)
@@ -68,5 +70,6 @@ set_target_properties(OrvKit PROPERTIES
 if(NOT ORVKIT_USE_PLATFORM_FRAMEWORK)
   add_library(orvkit_internal STATIC $<TARGET_OBJECTS:orvkit_objects> ${orvkit_framework_objects})
   target_link_libraries(orvkit_internal PUBLIC orvkit_objects orvkit_vxframework_host)
+  target_include_directories(orvkit_internal PUBLIC ${PROJECT_SOURCE_DIR})
 endif()
 include(OrvKitInstall)

@@ -91,14 +91,6 @@ bool isTransportFailure(unsigned int errorCode, bool timedOut)
     return timedOut || (errorCode >= QNetworkReply::ConnectionRefusedError && errorCode <= QNetworkReply::UnknownProxyError);
 }
 
-// One event, one line.
-QString quoted(QString text)
-{
-    text.replace(QLatin1Char('\n'), QLatin1Char(' '));
-    text.replace(QLatin1Char('\r'), QLatin1Char(' '));
-    return QLatin1Char('"') + text + QLatin1Char('"');
-}
-
 } // namespace
 
 OrvQtHttpRequest::OrvQtHttpRequest(QNetworkAccessManager* manager_, QtHttpRequestListener* listener_,
@@ -390,12 +382,12 @@ void OrvQtHttpRequest::logOutcome(unsigned int errorCode, unsigned int httpStatu
     if (errorCode == REDIRECT_ERROR) {
         const QUrl target = reply->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl();
         line += QStringLiteral(" redirect to %1 not followed")
-                    .arg(quoted(originAndPath(reply->url().resolved(target))));
+                    .arg(orvQuotedLogText(originAndPath(reply->url().resolved(target))));
     } else if (errorCode != 0) {
         // Qt's text may quote the whole URL; the query stays out here too.
         QString text = reply->errorString();
         text.replace(reply->url().toString(), originAndPath(reply->url()));
-        line += QLatin1Char(' ') + quoted(text);
+        line += QLatin1Char(' ') + orvQuotedLogText(text);
     }
     // Qt says no more than "SSL handshake failed"; what was offered narrows it down.
     if (errorCode == QNetworkReply::SslHandshakeFailedError)
@@ -531,7 +523,7 @@ void OrvQtHttpRequest::slotSslErrors(const QList<QSslError>& errors)
     if (reply != nullptr && lcOrvHttp().isInfoEnabled()) {
         QStringList texts;
         for (const QSslError& error : errors)
-            texts << QString::number(static_cast<int>(error.error())) + QLatin1Char(' ') + quoted(error.errorString());
+            texts << QString::number(static_cast<int>(error.error())) + QLatin1Char(' ') + orvQuotedLogText(error.errorString());
         qCInfo(lcOrvHttp).noquote() << QStringLiteral("request %1 %2 TLS errors %3: %4")
                                            .arg(methodName(reply->operation()), originAndPath(reply->url()),
                                                 ignoreSslError ? QStringLiteral("ignored")

@@ -5,10 +5,7 @@
 # examples built against the Qt 6 installation and run against the simulator.
 # ORVKIT_QT5_BUILD_DIR names the Qt 5 build to compare with (reused when it
 # holds the wire test, default build/default).
-set -euo pipefail
-cd "$(dirname "$0")/../.."
-
-bash tools/install-deps.sh
+source "$(dirname "$0")/preamble.sh"
 
 cmake --workflow --preset qt6
 qt6=build/qt6
