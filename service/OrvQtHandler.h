@@ -30,6 +30,8 @@ class OrvQtHandler : public QObject, public QtHttpRequestListener
     Q_OBJECT
 public:
     static constexpr int kPoolSize = 5;
+    // Port of an "http_proxy" URL that names none.
+    static constexpr int kDefaultProxyPort = 8080;
 
     explicit OrvQtHandler(QObject* parent);
     ~OrvQtHandler() override;
@@ -65,9 +67,6 @@ public:
 
     // Installs the application-wide proxy named by "http_proxy", if any.
     static void applyProxyFromEnvironment();
-
-    QNetworkAccessManager* getNetworkManager() const { return networkManager; }
-    QThread* getEventThread() const { return eventThread; }
 
 protected:
     virtual void openStart() = 0;

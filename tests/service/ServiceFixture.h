@@ -148,7 +148,7 @@ protected:
         ASSERT_TRUE(listener->waitForOpen(1, 3000));
         // The service is published just before it announces itself; an
         // unknown code is taken silently once it takes commands.
-        for (int tries = 0; !send(0x71, {0}); ++tries) {
+        for (int tries = 0; !send(kUnknownCommand, {0}); ++tries) {
             ASSERT_LT(tries, 1500) << "the kit takes no command";
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
