@@ -131,9 +131,9 @@ struct MessageInfo
 constexpr MessageInfo lookupMessage(unsigned long uniqueID)
 {
     for (const Command& command : kCommands) {
-        if (command.accepted == uniqueID)
+        if (command.accepted != 0 && command.accepted == uniqueID)
             return {&command, MessageKind::Accepted};
-        if (command.success == uniqueID)
+        if (command.success != 0 && command.success == uniqueID)
             return {&command, MessageKind::Success};
     }
     switch (uniqueID) {
