@@ -157,12 +157,6 @@ constexpr bool isFinal(const Command& command, unsigned long uniqueID)
 // ---------------------------------------------------------------------------
 // Parameter blocks. Words are 16-bit big-endian; texts end in a zero byte.
 
-inline void appendWord(std::vector<uint8_t>& block, uint16_t value)
-{
-    block.push_back(static_cast<uint8_t>(value >> 8));
-    block.push_back(static_cast<uint8_t>(value & 0xFF));
-}
-
 inline void appendText(std::vector<uint8_t>& block, const std::string& text)
 {
     block.insert(block.end(), text.begin(), text.end());
@@ -184,18 +178,20 @@ inline std::vector<uint8_t> loginBlock(uint8_t maker, const std::string& model, 
 inline std::vector<uint8_t> pageBlock(uint16_t sort, uint16_t order, uint16_t number,
                                       uint16_t position = kNoPosition)
 {
-    std::vector<uint8_t> block;
-    for (uint16_t word : {sort, order, number, position})
-        appendWord(block, word);
+    const uint16_t words[] = {sort, order, number, position};
+    std::vector<uint8_t> block(sizeof(words));
+    for (std::size_t i = 0; i < 4; ++i) {
+        block[2 * i] = static_cast<uint8_t>(words[i] >> 8);
+        block[2 * i + 1] = static_cast<uint8_t>(words[i] & 0xFF);
+    }
     return block;
 }
 
 // CMD_GET_PLANS: with paging the kit asks for the first ten plans.
 inline std::vector<uint8_t> plansBlock(bool paging)
 {
-    std::vector<uint8_t> block;
-    appendWord(block, paging ? 0 : kNoPaging);
-    return block;
+    const uint16_t word = paging ? 1 : kNoPaging;
+    return std::vector<uint8_t>{static_cast<uint8_t>(word >> 8), static_cast<uint8_t>(word & 0xFF)};
 }
 
 // CMD_DELETE_DESTINATION: the id itself, without a terminating zero.

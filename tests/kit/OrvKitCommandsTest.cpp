@@ -18,7 +18,7 @@ TEST(OrvKitCommands, EncodersWriteTheBlocksByteForByte)
     EXPECT_EQ(pageBlock(1, 2, 20), (Bytes{0x00, 0x01, 0x00, 0x02, 0x00, 0x14, 0xFF, 0xFF}));
     EXPECT_EQ(pageBlock(0x1234, 0xABCD, 300, 0), (Bytes{0x12, 0x34, 0xAB, 0xCD, 0x01, 0x2C, 0x00, 0x00}));
     EXPECT_EQ(plansBlock(false), (Bytes{0xFF, 0xFF}));
-    EXPECT_EQ(plansBlock(true), (Bytes{0x00, 0x00}));
+    EXPECT_EQ(plansBlock(true), (Bytes{0x00, 0x01}));
     EXPECT_EQ(destinationBlock("abc"), (Bytes{'a', 'b', 'c'}));
     EXPECT_EQ(noParameters(), (Bytes{0x00}));
 }

@@ -39,7 +39,7 @@ struct Fields
     unsigned long sort = 0;
     unsigned long order = 0;
     unsigned long count = 20;
-    unsigned long position = 0xFFFF;
+    unsigned long position = OrvKitCommands::kNoPosition;
     bool paging = false;
     std::string id;
     OrvKitDat::CarPositions car;
@@ -113,21 +113,21 @@ bool build(const std::string& name, const Fields& f, OrvCliCommand& command)
     std::string text;
     if (name == "login") {
         const OrvCliCommand::Identity& id = f.identity;
-        bytes = OrvCliCommand::loginBlock(id);
+        bytes = OrvKitCommands::loginBlock(static_cast<uint8_t>(id.maker), id.model, id.deviceNo, id.loginId, id.password);
         char head[32];
         std::snprintf(head, sizeof head, "maker %02u", id.maker);
         text = std::string(head) + ", model " + id.model + ", device " + id.deviceNo + ", login id " + id.loginId +
                ", password " + std::string(id.password.size(), '*');
     } else if (name == "spots" || name == "folders") {
-        bytes = OrvCliCommand::words({static_cast<uint16_t>(f.sort), static_cast<uint16_t>(f.order),
-                                      static_cast<uint16_t>(f.count), static_cast<uint16_t>(f.position)});
+        bytes = OrvKitCommands::pageBlock(static_cast<uint16_t>(f.sort), static_cast<uint16_t>(f.order),
+                                          static_cast<uint16_t>(f.count), static_cast<uint16_t>(f.position));
         text = "sort " + std::to_string(f.sort) + ", order " + std::to_string(f.order) + ", count " +
-               std::to_string(f.count) + (f.position == 0xFFFF ? ", no position" : ", position flag set");
+               std::to_string(f.count) + (f.position == OrvKitCommands::kNoPosition ? ", no position" : ", position flag set");
     } else if (name == "plans") {
-        bytes = OrvCliCommand::words({static_cast<uint16_t>(f.paging ? 0x0001 : 0xFFFF)});
+        bytes = OrvKitCommands::plansBlock(f.paging);
         text = f.paging ? "with paging" : "without paging";
     } else if (name == "delete-destination") {
-        bytes.assign(f.id.begin(), f.id.end());
+        bytes = OrvKitCommands::destinationBlock(f.id);
         text = "destination " + f.id;
     } else if (name == "position") {
         bytes = OrvCliCommand::positionBytes(f.car);
@@ -135,8 +135,7 @@ bool build(const std::string& name, const Fields& f, OrvCliCommand& command)
                ", speed " + std::to_string(f.car.speed) + ", direction " + std::to_string(f.car.direction) +
                ", measured at " + f.car.measuredAt + (f.car.accOff ? ", ACC off" : "");
     } else {
-        // The kit takes no empty command, even where the bytes are not read.
-        bytes.assign(1, 0);
+        bytes = OrvKitCommands::noParameters();
         text = "no parameters";
     }
     return command.prepare(name, bytes, text);
