@@ -43,7 +43,6 @@ struct Fields
     bool paging = false;
     std::string id;
     OrvKitDat::CarPositions car;
-    bool keep = false;
 
     Fields()
     {
@@ -52,7 +51,7 @@ struct Fields
     }
 };
 
-void addSubcommands(CLI::App& app, Fields& f, bool withDemo)
+void addSubcommands(CLI::App& app, Fields& f)
 {
     // Ranges go into the descriptions; CLI11's own text for them is hard to read.
     const auto range = [](auto low, auto high) { return CLI::Range(low, high).description(""); };
@@ -99,10 +98,6 @@ void addSubcommands(CLI::App& app, Fields& f, bool withDemo)
     position->add_option("--type", f.car.type, "position type")->capture_default_str();
     position->add_option("--measured-at", f.car.measuredAt, "time of the fix (default: now, UTC)");
 
-    if (withDemo) {
-        app.add_subcommand("demo", "guided tour against an in-process simulator; runs alone")
-            ->add_flag("--keep", f.keep, "keep the temporary directory");
-    }
     app.require_subcommand(1);
 }
 
@@ -279,7 +274,7 @@ int OrvCliParser::parse(const std::vector<std::string>& args, Run& run, std::ost
                          "show the bytes sent, every message received and the library's log (orvkit.*)");
             app.add_flag("--keep-going", run.keepGoing, "run the rest of the chain after a failure");
         }
-        addSubcommands(app, fields, first);
+        addSubcommands(app, fields);
         if (first) {
             // After the subcommands, which would inherit it.
             app.footer(kChainFooter);
@@ -304,14 +299,6 @@ int OrvCliParser::parse(const std::vector<std::string>& args, Run& run, std::ost
         }
 
         const std::string name = app.get_subcommands().front()->get_name();
-        if (name == "demo") {
-            if (chain.size() > 1) {
-                return usageError("demo runs alone", err);
-            }
-            run.demo = true;
-            run.keepDemoFiles = fields.keep;
-            return kContinue;
-        }
         if (first) {
             std::string error;
             if (!originsFile.empty() && !readOrigins(originsFile, run.preferences, error)) {
@@ -338,7 +325,7 @@ bool OrvCliParser::parseCommand(const std::vector<std::string>& args, OrvCliComm
 {
     CLI::App app("", "orvkit-cli");
     Fields fields;
-    addSubcommands(app, fields, false);
+    addSubcommands(app, fields);
     try {
         parseLink(app, args);
     } catch (const CLI::ParseError& e) {
