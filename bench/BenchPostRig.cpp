@@ -4,6 +4,7 @@
 #include "BenchPostServer.h"
 
 #include <OrvKit.h>
+#include <OrvKitCommands.h>
 
 #include <TestPki.h>
 
@@ -94,14 +95,17 @@ bool BenchPostRig::start()
     signIn.reset(new BenchPostServer(*testPki, false));
     shadow.reset(new BenchPostServer(*testPki, true));
     // An expiry in the past: every login goes to the server, none is answered from the stored token.
-    signIn->route("/api/navi/authorization/v1/local", "{\"access_token\":\"bench-token\",\"refresh_token\":\"r\","
+    // Every thing's shadow: the path up to the thing name.
+    const std::string shadowPath = OrvKitCommands::findCommand(CMD_UPDATE_SHADOW)->path;
+    const std::string shadowPrefix = shadowPath.substr(0, shadowPath.find('{'));
+    signIn->route(OrvKitCommands::findCommand(CMD_LOGIN)->path, "{\"access_token\":\"bench-token\",\"refresh_token\":\"r\","
                                                       "\"expires_in\":3600,\"expiration_date\":1,\"role\":\"tlv\"}");
     QJsonObject certificate;
     certificate["caCertificatePem"] = QString::fromStdString(testPki->ca().certificatePem);
     certificate["certificatePem"] = QString::fromStdString(testPki->client().certificatePem);
     certificate["privateKey"] = QString::fromStdString(testPki->client().privateKeyPem);
-    signIn->route("/prod/cert", QJsonDocument(certificate).toJson(QJsonDocument::Compact).toStdString());
-    shadow->route("/things/", "{\"state\":{\"reported\":{\"ok\":1}}}");
+    signIn->route(OrvKitCommands::findCommand(CMD_GET_CERTIFICATE)->path, QJsonDocument(certificate).toJson(QJsonDocument::Compact).toStdString());
+    shadow->route(shadowPrefix, "{\"state\":{\"reported\":{\"ok\":1}}}");
     if (!testPki->isValid() || !signIn->start() || !shadow->start()) {
         std::fprintf(stderr, "bench: the loopback POST servers did not start\n");
         return false;
@@ -118,12 +122,7 @@ bool BenchPostRig::start()
         return false;
     }
 
-    // The login block: maker 6, model, device number, login id, password.
-    std::vector<uint8_t> identity{6};
-    for (const char* text : {"ORV-NAV20", "0012345", "driver01", "orv-pass-01"}) {
-        identity.insert(identity.end(), text, text + std::char_traits<char>::length(text));
-        identity.push_back(0);
-    }
+    const std::vector<uint8_t> identity = OrvKitCommands::loginBlock(6, "ORV-NAV20", "0012345", "driver01", "orv-pass-01");
     OrvKitDat::CarPositions position;
     position.type = "1";
     position.lon = 139.767125;

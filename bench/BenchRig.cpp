@@ -4,6 +4,7 @@
 #include "BenchKitClient.h"
 
 #include <OrvKit.h>
+#include <OrvKitCommands.h>
 
 #include <TestHttpsServer.h>
 #include <TestPki.h>
@@ -70,28 +71,26 @@ bool BenchRig::start()
     struct Plan
     {
         unsigned long command;
-        unsigned long resultId;
         std::vector<uint8_t> data;
-        const char* path;
         BenchBodies::Kind kind;
+        unsigned long resultId() const { return OrvKitCommands::findCommand(command)->success; }
+        const char* path() const { return OrvKitCommands::findCommand(command)->path; }
     };
-    // Sort by name, ascending, 50 entries, no position; the kits refuses empty commands.
-    const std::vector<uint8_t> paging{0x00, 0x01, 0x00, 0x00, 0x00, 0x32, 0xFF, 0xFF};
+    // Sort by name, ascending, 50 entries, no position.
+    const std::vector<uint8_t> paging = OrvKitCommands::pageBlock(1, 0, 50);
     const std::vector<Plan> plans{
-        {CMD_GET_FOLDERS, MSG_FOLDERS_RESULT, paging, "/api/navi/bookmarks/v1/folders", BenchBodies::Folders},
-        {CMD_GET_SPOTS, MSG_SPOTS_RESULT, paging, "/api/navi/bookmarks/v1/spots", BenchBodies::Spots},
-        {CMD_GET_DESTINATIONS, MSG_DESTINATIONS_RESULT, {0x00}, "/api/navi/bookmarks/v1/destinations",
-         BenchBodies::Destinations},
-        {CMD_GET_PLANS, MSG_PLANS_RESULT, {0xFF, 0xFF}, "/api/navi/driveplans/v1/plans", BenchBodies::Plans},
-        {CMD_GET_INFO_SUMMARY, MSG_INFO_SUMMARY_RESULT, {0x00}, "/api/navi/info/v1/summary",
-         BenchBodies::InfoSummary},
+        {CMD_GET_FOLDERS, paging, BenchBodies::Folders},
+        {CMD_GET_SPOTS, paging, BenchBodies::Spots},
+        {CMD_GET_DESTINATIONS, OrvKitCommands::noParameters(), BenchBodies::Destinations},
+        {CMD_GET_PLANS, OrvKitCommands::plansBlock(false), BenchBodies::Plans},
+        {CMD_GET_INFO_SUMMARY, OrvKitCommands::noParameters(), BenchBodies::InfoSummary},
     };
 
     pki.reset(new TestPki());
     server.reset(new TestHttpsServer(TestHttpsServer::tls(*pki)));
     for (const Plan& plan : plans) {
         const std::vector<uint8_t> body = BenchBodies::instance().body(plan.kind, 1024);
-        server->route("GET", plan.path, TestHttpsServer::Reply::ok(std::string(body.begin(), body.end())));
+        server->route("GET", plan.path(), TestHttpsServer::Reply::ok(std::string(body.begin(), body.end())));
     }
     if (!server->start()) {
         std::fprintf(stderr, "bench: the loopback HTTPS server did not start\n");
@@ -107,12 +106,12 @@ bool BenchRig::start()
     // what the baselines must send to make the same request.
     for (const Plan& plan : plans) {
         server->clearRequests();
-        if (!kitClient->roundTrip(plan.command, plan.data, plan.resultId, 5000) || server->requestCount() != 1) {
+        if (!kitClient->roundTrip(plan.command, plan.data, plan.resultId(), 5000) || server->requestCount() != 1) {
             std::fprintf(stderr, "bench: command 0x%lx did not complete\n", plan.command);
             return false;
         }
         const TestHttpsServer::Request seen = server->lastRequest();
-        commands.push_back(Target{plan.command, plan.resultId, plan.data, server->url(seen.target),
+        commands.push_back(Target{plan.command, plan.resultId(), plan.data, server->url(seen.target),
                                   seen.header("Authorization"), kitClient->lastPayloadSize()});
     }
     return true;

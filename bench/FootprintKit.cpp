@@ -2,6 +2,7 @@
 // then after one folders command answered by the API origin argv[1].
 // Prints "idle_kB=" and "request_kB=" lines.
 #include <OrvKit.h>
+#include <OrvKitCommands.h>
 
 #include <QCoreApplication>
 
@@ -79,10 +80,10 @@ int main(int argc, char** argv)
         kit.open();
         if (listener.wait([&] { return listener.opened; })) {
             std::printf("idle_kB=%ld\n", residentKiB());
-            unsigned char paging[] = {0x00, 0x01, 0x00, 0x00, 0x00, 0x32, 0xFF, 0xFF};
+            std::vector<uint8_t> paging = OrvKitCommands::pageBlock(1, 0, 50);
             OrvKitDef::CmdData command;
-            command.data = paging;
-            command.size = sizeof paging;
+            command.data = paging.data();
+            command.size = static_cast<uint32_t>(paging.size());
             command.uniqueID = OrvKitDef::CMD_GET_FOLDERS;
             ok = argc >= 2 && kit.sendCommand(command) == 1 && listener.wait([&] { return listener.result != 0; }) &&
                  listener.result == OrvKitDef::MSG_FOLDERS_RESULT;

@@ -24,6 +24,7 @@ set(ORVKIT_PUBLIC_HEADERS
   ${PROJECT_SOURCE_DIR}/include/OrvKit.h
   ${PROJECT_SOURCE_DIR}/include/OrvKitDef.h
   ${PROJECT_SOURCE_DIR}/include/OrvKitDat.h
+  ${PROJECT_SOURCE_DIR}/include/OrvKitCommands.h
   ${PROJECT_BINARY_DIR}/include/OrvKitExport.h)
 # OrvKitDat.h declares serialize/unserialize on the framework's archive, so an
 # application needs the archive's header too. With the platform framework the

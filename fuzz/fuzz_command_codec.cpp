@@ -3,7 +3,7 @@
 // called with offsets and values chosen by the input (far past the end too).
 #include "FuzzRecordList.h"
 
-#include "service/OrvServerService.h"
+#include "OrvServerServiceProbe.h"
 #include "util/OrvArrayUtils.h"
 
 #include <OrvKit.h>
@@ -31,7 +31,7 @@ bool runAt(const Bytes& bytes, size_t offset, std::string& run)
     return true;
 }
 
-void checkAccessoryInfo(OrvServerService& service, const Bytes& block)
+void checkAccessoryInfo(OrvServerServiceProbe& service, const Bytes& block)
 {
     service.storeAccessoryInfo(block);
     const OrvAccessoryInfo& info = service.accessoryInfoView();
@@ -183,7 +183,7 @@ void exerciseCodec(FuzzedDataProvider& input, Bytes buffer)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static OrvKitPreferences preferences;
-    static OrvServerService service(&preferences, nullptr);
+    static OrvServerServiceProbe service(&preferences, nullptr);
 
     const Bytes whole(data, data + size);
     checkAccessoryInfo(service, whole);

@@ -7,7 +7,7 @@
 #include "FuzzRecordList.h"
 #include "RecordingListener.h"
 
-#include "service/OrvServerService.h"
+#include "OrvServerServiceProbe.h"
 
 #include <OrvKit.h>
 
@@ -59,7 +59,7 @@ struct Harness
     QCoreApplication* application = nullptr;
     OrvKitPreferences preferences;
     RecordingListener listener;
-    OrvServerService* service = nullptr;
+    OrvServerServiceProbe* service = nullptr;
     std::thread worker;
     int reservedPort = -1;
     std::string directory;
@@ -223,7 +223,7 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
     // It stays open until the process exits: closing it at exit would leave
     // the TLS library's per-thread state unreachable, a false leak report.
     harness->worker = std::thread([] {
-        harness->service = new OrvServerService(&harness->preferences, nullptr);
+        harness->service = new OrvServerServiceProbe(&harness->preferences, nullptr);
         harness->service->setListener(&harness->listener);
         harness->service->eventLoop();
         delete harness->service;

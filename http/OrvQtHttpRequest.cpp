@@ -103,7 +103,7 @@ OrvQtHttpRequest::OrvQtHttpRequest(QNetworkAccessManager* manager_, QtHttpReques
       status(STATUS_NONE),
       sslProtocol(SSL_PROTOCOL_SSLV3),
       ignoreSslError(true),
-      timeout(30000),
+      timeout(kDefaultTimeoutMs),
       retryCount(0),
       retriesDone(0),
       canceled(false),
@@ -134,7 +134,7 @@ void OrvQtHttpRequest::clear()
     status = STATUS_NONE;
     sslProtocol = SSL_PROTOCOL_SSLV3;
     ignoreSslError = true;
-    timeout = 30000;
+    timeout = kDefaultTimeoutMs;
     retryCount = 0;
     retriesDone = 0;
     canceled = false;
@@ -191,6 +191,8 @@ void OrvQtHttpRequest::cancel()
     }
 }
 
+// Kept for the platform interface; the kit never sets a retry count, so no
+// request of its own is retried.
 bool OrvQtHttpRequest::shouldRetry(unsigned int errorCode, unsigned int httpStatus) const
 {
     // Only a transport failure that still came with a 1xx/2xx status is retried.

@@ -43,6 +43,8 @@ public:
         SSL_PROTOCOL_TLSV1_SSLV3 = 6
     };
 
+    // A request that has not finished after this long is aborted.
+    static constexpr int kDefaultTimeoutMs = 30000;
     // Error code reported for a redirect, which is never followed.
     static constexpr unsigned int REDIRECT_ERROR = 999;
     // Largest piece read from a finished reply at a time.

@@ -109,6 +109,7 @@ static const std::string kCodeE4041001 = "E4041001";
 static const std::string kCodeE5001001 = "E5001001";
 static const std::string kCodeI5031001 = "I5031001";
 static const std::string kMakerCode = "tlv";
+// The header names are kept for the platform interface; the kit does not use them.
 static const std::string kHeaderUserAgent = "User-Agent";
 static const std::string kHeaderContentType = "Content-Type";
 static const std::string kHeaderCharset = "Charset";

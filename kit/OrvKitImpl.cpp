@@ -21,7 +21,7 @@ OrvKitImpl::~OrvKitImpl()
 {
     running = 0;
     close();
-    thread->WaitExit(1000);
+    thread->WaitExit(kWorkerExitWaitMs);
     delete thread;
     thread = nullptr;
     delete preferences;
@@ -126,6 +126,6 @@ unsigned int OrvKitImpl::MainProc()
         }
         if (running == 0)
             return 0;
-        usleep(100000);
+        usleep(kOpenPollMs * 1000);
     }
 }

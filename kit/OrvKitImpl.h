@@ -34,13 +34,18 @@ public:
     void Finalize();
 
 private:
+    // How long the destructor waits for the worker, and how often the worker
+    // looks for an open request and a Qt application object.
+    static constexpr int kWorkerExitWaitMs = 1000;
+    static constexpr int kOpenPollMs = 100;
+
     std::atomic<uint8_t> running;
     std::atomic<uint8_t> opened;
     std::atomic<OrvServerService*> service;
     OrvKitPreferences* preferences;
     OrvKitListener* listener;
     VxThread<OrvKitImpl>* thread;
-    std::atomic<int32_t> initialized;
+    std::atomic<int32_t> initialized; // kept for the platform interface; the kit does not read it
     std::mutex serviceLock;
 };
 

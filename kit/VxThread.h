@@ -187,7 +187,7 @@ private:
     VxSync* startLock;
     VxEvent* exitEvent;
     uint32_t waitTimeoutMs;
-    int32_t pendingPriority;
+    int32_t pendingPriority; // kept for the platform interface; the kit never sets a priority
 };
 
 #endif

@@ -150,10 +150,9 @@ int OrvQtHandler::eventLoop()
     disconnect(closeConnection);
     disconnect(commandConnection);
     disconnect(finishedConnection);
+    // The manager went with the requests when the thread finished.
     delete eventThread;
     eventThread = nullptr;
-    delete networkManager;
-    networkManager = nullptr;
 
     qCDebug(lcOrvKit) << "close: onCloseEnd";
     closeEnd();
@@ -278,7 +277,7 @@ void OrvQtHandler::applyProxyFromEnvironment()
                 << QStringLiteral("open: http_proxy ignored, not a URL (%1 characters)").arg(qstrlen(value));
         return;
     }
-    const int port = url.port() > 0 ? url.port() : 8080;
+    const int port = url.port() > 0 ? url.port() : kDefaultProxyPort;
     // Credentials in the variable are ignored on purpose.
     QNetworkProxy proxy(QNetworkProxy::HttpProxy, url.host(QUrl::FullyDecoded), static_cast<quint16>(port),
                         QString(), QString());

@@ -30,6 +30,8 @@ class OrvQtHandler : public QObject, public QtHttpRequestListener
     Q_OBJECT
 public:
     static constexpr int kPoolSize = 5;
+    // Port of an "http_proxy" URL that names none.
+    static constexpr int kDefaultProxyPort = 8080;
 
     explicit OrvQtHandler(QObject* parent);
     ~OrvQtHandler() override;
@@ -67,9 +69,6 @@ public:
     static void applyProxyFromEnvironment();
     // Logs, on Qt 6, when Qt has no TLS backend to offer.
     static void reportMissingTls();
-
-    QNetworkAccessManager* getNetworkManager() const { return networkManager; }
-    QThread* getEventThread() const { return eventThread; }
 
 protected:
     virtual void openStart() = 0;

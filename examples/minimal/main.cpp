@@ -2,6 +2,7 @@
 //   orvkit-minimal AUTH_ORIGIN API_ORIGIN LOGIN_ID PASSWORD [CA_FILE]
 // With CA_FILE the servers' certificates are checked against it.
 #include <OrvKit.h>
+#include <OrvKitCommands.h>
 
 #include <QCoreApplication>
 
@@ -9,7 +10,6 @@
 #include <condition_variable>
 #include <cstdio>
 #include <deque>
-#include <initializer_list>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -20,122 +20,82 @@ namespace {
 class Inbox : public OrvKitListener
 {
 public:
-    struct Message
-    {
-        unsigned long id = 0;
-        std::vector<uint8_t> payload;
-    };
+    struct Message { unsigned long id; std::vector<uint8_t> payload; };
 
-    void onOpenEnd() override { setFlag(opened); }
-    void onCloseEnd() override { setFlag(closed); }
+    void onOpenEnd() override { update([this] { opened = true; }); }
+    void onCloseEnd() override { update([this] { closed = true; }); }
     void onMessage(OrvKitDef::CmdData& message) override
     {
-        Message copy;
-        copy.id = message.uniqueID;
         // The payload buffer belongs to the kit and is gone once this returns.
-        if (message.data != nullptr)
-            copy.payload.assign(message.data, message.data + message.size);
-        {
-            std::lock_guard<std::mutex> lock(mutex);
-            messages.push_back(std::move(copy));
-        }
-        changed.notify_all();
+        const uint8_t* data = message.data;
+        Message copy{message.uniqueID, std::vector<uint8_t>(data, data == nullptr ? data : data + message.size)};
+        update([&] { messages.push_back(std::move(copy)); });
     }
 
-    bool waitOpened() { return waitFlag(opened); }
-    bool waitClosed() { return waitFlag(closed); }
+    bool waitOpened() { return wait([this] { return opened; }); }
+    bool waitClosed() { return wait([this] { return closed; }); }
 
-    // Skips messages until one of the given ids arrives.
-    bool waitFor(std::initializer_list<unsigned long> ids, Message& found)
+    // Skips messages until the one that ends the command's exchange arrives:
+    // its result, its failure or its refusal.
+    bool waitForFinal(const OrvKitCommands::Command& command, Message& found)
     {
-        std::unique_lock<std::mutex> lock(mutex);
-        const auto deadline = std::chrono::steady_clock::now() + kTimeout;
-        for (;;) {
-            while (!messages.empty()) {
-                Message next = std::move(messages.front());
-                messages.pop_front();
-                std::printf("  message 0x%04lX, %zu byte(s)\n", next.id, next.payload.size());
-                for (unsigned long id : ids) {
-                    if (next.id == id) {
-                        found = std::move(next);
-                        return true;
-                    }
+        return wait([&] {
+            for (; !messages.empty(); messages.pop_front()) {
+                std::printf("  message 0x%04lX, %zu byte(s)\n", messages.front().id, messages.front().payload.size());
+                if (OrvKitCommands::isFinal(command, messages.front().id)) {
+                    found = std::move(messages.front());
+                    messages.pop_front();
+                    return true;
                 }
             }
-            if (changed.wait_until(lock, deadline) == std::cv_status::timeout && messages.empty())
-                return false;
-        }
+            return false;
+        });
     }
 
 private:
-    static constexpr std::chrono::seconds kTimeout{15};
-
-    void setFlag(bool& flag)
+    template <class Change> void update(Change change)
     {
-        {
-            std::lock_guard<std::mutex> lock(mutex);
-            flag = true;
-        }
+        std::lock_guard<std::mutex> lock(mutex);
+        change();
         changed.notify_all();
     }
-    bool waitFlag(const bool& flag)
+    template <class Done> bool wait(Done done)
     {
         std::unique_lock<std::mutex> lock(mutex);
-        return changed.wait_for(lock, kTimeout, [&flag] { return flag; });
+        return changed.wait_for(lock, std::chrono::seconds(15), done);
     }
 
     std::mutex mutex;
     std::condition_variable changed;
     std::deque<Message> messages;
-    bool opened = false;
-    bool closed = false;
+    bool opened = false, closed = false;
 };
 
-bool send(OrvKit& kit, unsigned long code, std::vector<uint8_t> bytes)
+// Sends one command and waits for its final answer; true when that is the
+// command's result, whose body is then in answer.
+bool exchange(OrvKit& kit, Inbox& inbox, unsigned long code, std::vector<uint8_t> block, Inbox::Message& answer)
 {
-    OrvKitDef::CmdData command{bytes.data(), static_cast<uint32_t>(bytes.size()), code};
-    return kit.sendCommand(command) == 1;
-}
-
-// Maker byte, then model, device number, login id and password, each ending in a zero byte.
-std::vector<uint8_t> loginBlock(const std::string& loginId, const std::string& password)
-{
-    std::vector<uint8_t> block{6};
-    for (const std::string& text : {std::string("ORV-NAV20"), std::string("0012345"), loginId, password}) {
-        block.insert(block.end(), text.begin(), text.end());
-        block.push_back(0);
-    }
-    return block;
+    const OrvKitCommands::Command& command = *OrvKitCommands::findCommand(code);
+    std::printf("%s\n", command.name);
+    OrvKitDef::CmdData data{block.data(), static_cast<uint32_t>(block.size()), code};
+    if (kit.sendCommand(data) != 1 || !inbox.waitForFinal(command, answer))
+        return false;
+    if (answer.id != command.success)
+        std::printf("%s failed, code %u\n", command.name, answer.payload.empty() ? 0U : answer.payload[0]);
+    return answer.id == command.success;
 }
 
 int run(OrvKit& kit, Inbox& inbox, const std::string& loginId, const std::string& password)
 {
-    using namespace OrvKitDef;
     Inbox::Message answer;
-
-    std::printf("login as %s\n", loginId.c_str());
-    if (!send(kit, CMD_LOGIN, loginBlock(loginId, password)) ||
-        !inbox.waitFor({MSG_LOGIN_RESULT, MSG_LOGIN_ERROR, MSG_LOGIN_RESULT_ERROR}, answer))
+    // Maker code, model and device number name the head unit; the login id and password the user.
+    if (!exchange(kit, inbox, OrvKitDef::CMD_LOGIN, OrvKitCommands::loginBlock(6, "ORV-NAV20", "0012345", loginId, password),
+                  answer) ||
+        !exchange(kit, inbox, OrvKitDef::CMD_GET_INFO_SUMMARY, OrvKitCommands::noParameters(), answer))
         return 1;
-    if (answer.id != MSG_LOGIN_RESULT) {
-        std::printf("login failed, code %u\n", answer.payload.empty() ? 0U : answer.payload[0]);
-        return 1;
-    }
-
-    std::printf("information summary\n");
-    // The summary reads no parameters, but the kit refuses an empty command.
-    if (!send(kit, CMD_GET_INFO_SUMMARY, {0}) ||
-        !inbox.waitFor({MSG_INFO_SUMMARY_RESULT, MSG_REQUEST_ERROR, MSG_RESULT_ERROR}, answer))
-        return 1;
-    if (answer.id != MSG_INFO_SUMMARY_RESULT) {
-        std::printf("summary failed, code %u\n", answer.payload.empty() ? 0U : answer.payload[0]);
-        return 1;
-    }
     OrvKitDat::SummaryResponse summary;
-    if (!summary.fromJson(answer.payload)) {
-        std::printf("summary: the body is not a summary\n");
-        return 1;
-    }
+    if (!summary.fromJson(answer.payload))
+        return std::printf("summary: the body is not a summary\n"), 1;
     std::printf("  spots        %u (updated %s)\n", summary.spotCount, summary.spotUpdatedAt.c_str());
     std::printf("  folders      %u (updated %s)\n", summary.folderCount, summary.folderUpdatedAt.c_str());
     std::printf("  destinations %u (updated %s)\n", summary.destinationCount, summary.destinationUpdatedAt.c_str());
@@ -154,7 +114,6 @@ int main(int argc, char** argv)
     // The kit's worker creates its service only once this object exists. The
     // kit runs its own event loop, so main need not call exec().
     QCoreApplication app(argc, argv);
-
     OrvKitPreferences preferences;
     preferences.authServerOrigin = argv[1];
     preferences.apiServerOrigin = argv[2];
@@ -163,20 +122,18 @@ int main(int argc, char** argv)
         preferences.caBundlePath = argv[5];
     }
 
-    Inbox inbox;
+    Inbox inbox; // declared first: it must outlive the kit that calls it
+    OrvKit kit(preferences);
+    kit.setListener(&inbox);
     int status = 1;
-    {
-        OrvKit kit(preferences);
-        kit.setListener(&inbox);
-        if (kit.open() == 1 && inbox.waitOpened()) {
-            status = run(kit, inbox, argv[3], argv[4]);
-            kit.close();
-            inbox.waitClosed();
-        } else {
-            std::fprintf(stderr, "the kit did not open\n");
-        }
-        kit.removeListener(&inbox);
+    if (kit.open() == 1 && inbox.waitOpened()) {
+        status = run(kit, inbox, argv[3], argv[4]);
+        kit.close();
+        inbox.waitClosed();
+    } else {
+        std::fprintf(stderr, "the kit did not open\n");
     }
+    kit.removeListener(&inbox);
     std::printf("%s\n", status == 0 ? "done" : "failed");
     return status;
 }

@@ -129,7 +129,6 @@ TEST(OrvCliCommandLineTest, HelpPerSubcommandAndErrorsNamingTheOption)
         {"login --model M", 2, "", "--device is required"},
         {"summary -- spots --count 70000", 2, "", "--count"},
         {"summary --", 2, "", "empty subcommand"},
-        {"demo -- summary", 2, "", "demo runs alone"},
     };
     for (const auto& c : cases) {
         const Outcome outcome = run(c.args);

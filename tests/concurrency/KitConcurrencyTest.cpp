@@ -110,7 +110,7 @@ TEST_F(KitConcurrencyTest, SendersOnSeveralThreadsAcrossOpenCloseCycles)
             EXPECT_EQ(kit.close(), 1);
             // Right after close() a command reaches the closing service or is
             // refused, never a deleted one; unknown codes are taken silently.
-            EXPECT_TRUE(waitFor([&] { return !send(kit, 0x71); })) << "refused once the service is gone";
+            EXPECT_TRUE(waitFor([&] { return !send(kit, kUnknownCommand); })) << "refused once the service is gone";
         }
         ASSERT_TRUE(listener.waitForClose(cycle));
     }

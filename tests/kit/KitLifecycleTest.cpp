@@ -20,7 +20,7 @@ using namespace OrvKitDef;
 TEST(KitLifecycle, OpenCommandsCloseAndRemoveListener)
 {
     unsigned char byte = 0;
-    CmdData unknown{&byte, 1, 0x71}, nullData{nullptr, 1, 0x71}, empty{&byte, 0, 0x71}; // unknown: taken silently
+    CmdData unknown{&byte, 1, kUnknownCommand}, nullData{nullptr, 1, kUnknownCommand}, empty{&byte, 0, kUnknownCommand}; // unknown: taken silently
     RecordingListener listener, stranger;
     {
         OrvKit kit;

@@ -15,18 +15,18 @@ TEST_F(DataCommandsTest, EachCommandSendsItsRequestAndReportsFailuresUnderTheSha
     // result 0: the context answers nothing.
     const struct { unsigned long code; Bytes data; const char* method; std::string target; unsigned long result; } cases[] = {
         {CMD_GET_INFO_SUMMARY, {0}, "GET", "/api/navi/info/v1/summary" + id, MSG_INFO_SUMMARY_RESULT},
-        {CMD_GET_SPOTS, words({1, 2, 20, 0xFFFF}), "GET", spots + id + "&number=20&order=2&sort=1", MSG_SPOTS_RESULT},
-        {CMD_GET_SPOTS, words({3, 0, 0xFFFF, 0}), "GET", spots + at + "&number=65535&order=0&position=1&sort=3",
+        {CMD_GET_SPOTS, OrvKitCommands::pageBlock(1, 2, 20, 0xFFFF), "GET", spots + id + "&number=20&order=2&sort=1", MSG_SPOTS_RESULT},
+        {CMD_GET_SPOTS, OrvKitCommands::pageBlock(3, 0, 0xFFFF, 0), "GET", spots + at + "&number=65535&order=0&position=1&sort=3",
          MSG_SPOTS_RESULT},
         {CMD_GET_SPOTS, {0x01}, "GET", spots + at + "&number=0&order=0&position=1&sort=256", MSG_SPOTS_RESULT},
-        {CMD_GET_FOLDERS, words({1, 2, 20, 0xFFFF}), "GET", folders + id + "&number=20&order=2&sort=1", MSG_FOLDERS_RESULT},
-        {CMD_GET_FOLDERS, words({4, 1, 10, 7}), "GET", folders + id + "&number=10&order=1&position=1&sort=4",
+        {CMD_GET_FOLDERS, OrvKitCommands::pageBlock(1, 2, 20, 0xFFFF), "GET", folders + id + "&number=20&order=2&sort=1", MSG_FOLDERS_RESULT},
+        {CMD_GET_FOLDERS, OrvKitCommands::pageBlock(4, 1, 10, 7), "GET", folders + id + "&number=10&order=1&position=1&sort=4",
          MSG_FOLDERS_RESULT},
         {CMD_GET_DESTINATIONS, {0}, "GET", destinations + id, MSG_DESTINATIONS_RESULT},
         {CMD_DELETE_DESTINATION, bytesOf("abc"), "DELETE", destinations + "/abc" + id, MSG_DELETE_DESTINATION_RESULT},
-        {CMD_GET_PLANS, words({5}), "GET", plans + paged, MSG_PLANS_RESULT},
+        {CMD_GET_PLANS, Bytes{0x00, 0x05}, "GET", plans + paged, MSG_PLANS_RESULT},
         {CMD_GET_PLANS, {0xFF}, "GET", plans + paged, MSG_PLANS_RESULT},
-        {CMD_GET_PLANS, words({0xFFFF}), "GET", plans + id, MSG_PLANS_RESULT},
+        {CMD_GET_PLANS, OrvKitCommands::plansBlock(false), "GET", plans + id, MSG_PLANS_RESULT},
         {CMD_DELETE_PLANS, {0}, "DELETE", plans + id, MSG_DELETE_PLANS_RESULT},
         {CMD_GET_SPOT_DETAIL, {0}, "GET", spots + "/SM3,AF,396J" + id, 0},
         {CMD_GET_PLANS_SUMMARY, {0}, "GET", plans + "/summary" + id, 0},
@@ -124,7 +124,7 @@ TEST_F(DataCommandsTest, SixthGetIsRefusedAfterItsAcceptance)
     production->route("GET", "/", Reply::delayed(400, Reply::ok("{}")), TestHttpsServer::Match::Prefix);
     openKit();
     for (unsigned long code : {CMD_GET_INFO_SUMMARY, CMD_GET_SPOTS, CMD_GET_FOLDERS, CMD_GET_DESTINATIONS, CMD_GET_PLANS})
-        ASSERT_TRUE(send(code, words({1, 1, 1, 0xFFFF})));
+        ASSERT_TRUE(send(code, OrvKitCommands::pageBlock(1, 1, 1, 0xFFFF)));
     ASSERT_TRUE(listener->waitForMessages(5));
     std::vector<Message> heard = run(CMD_GET_GENRES, {0}, {MSG_REQUEST_ERROR});
     ASSERT_EQ(heard.size(), 2u);
@@ -164,7 +164,7 @@ TEST_F(DataCommandsTest, RepeatedCommandAbandonsTheEarlierRequestOfItsKindOnly)
     ASSERT_TRUE(send(CMD_GET_SPOT_DETAIL, {0}));
     ASSERT_FALSE(run(CMD_GET_INFO_SUMMARY, {0}, {MSG_INFO_SUMMARY_RESULT}).empty());
     listener->clear();
-    ASSERT_TRUE(send(CMD_GET_FOLDERS, words({1, 1, 10, 0xFFFF}))); // takes slot one
+    ASSERT_TRUE(send(CMD_GET_FOLDERS, OrvKitCommands::pageBlock(1, 1, 10, 0xFFFF))); // takes slot one
     ASSERT_TRUE(send(CMD_GET_SPOT_DETAIL, {0}));
     const std::vector<Message> heard = waitFor({MSG_FOLDERS_RESULT, MSG_RESULT_ERROR});
     ASSERT_FALSE(heard.empty()) << "the folders request was cancelled";

@@ -110,8 +110,8 @@ TEST_F(DiagnosticsTest, SignInCertificateAndPositionLogNoSecret)
 {
     storeToken(kStoredToken, 0);
     openKit();
-    EXPECT_EQ(last(CMD_LOGIN, loginBlock(7, {"M1", "D1", "driver01", kPassword})).id, MSG_LOGIN_RESULT);
-    EXPECT_EQ(last(CMD_GET_SPOTS, words({1, 2, 20, 0})).id, MSG_SPOTS_RESULT);
+    EXPECT_EQ(last(CMD_LOGIN, OrvKitCommands::loginBlock(7, "M1", "D1", "driver01", kPassword)).id, MSG_LOGIN_RESULT);
+    EXPECT_EQ(last(CMD_GET_SPOTS, OrvKitCommands::pageBlock(1, 2, 20, 0)).id, MSG_SPOTS_RESULT);
     EXPECT_EQ(last(CMD_GET_CERTIFICATE, {0}).id, MSG_CERTIFICATE_RESULT);
     OrvKitDat::CarPositions positions;
     positions.lon = 139.6917; positions.lat = 35.6895;

@@ -79,7 +79,7 @@ TEST_F(LoginTest, OnlyALoginWithoutAValidTokenAsksTheServer)
         openKit();
         EXPECT_EQ(sentToken(), c.sent);
         production->clearRequests();
-        const std::vector<Message> heard = run(CMD_LOGIN, loginBlock(7, {"M1", "D1", "driver01", "pass word"}));
+        const std::vector<Message> heard = run(CMD_LOGIN, OrvKitCommands::loginBlock(7, "M1", "D1", "driver01", "pass word"));
         ASSERT_EQ(heard.size(), 2u);
         EXPECT_EQ(heard[0].id, MSG_LOGIN_ACCEPTED);
         EXPECT_EQ(heard[1].id, MSG_LOGIN_RESULT);
@@ -115,7 +115,7 @@ TEST_F(LoginTest, OnlyTheTestPrefixWithTwoDigitsSelectsTheTestEndpoints)
     storeToken(kStoredToken, 0);
     production->clearRequests();
     testCloud->clearRequests();
-    EXPECT_EQ(last(CMD_LOGIN, loginBlock(7, {"M", "123", "QahvomTPsk07", "pw"})).id, MSG_LOGIN_RESULT);
+    EXPECT_EQ(last(CMD_LOGIN, OrvKitCommands::loginBlock(7, "M", "123", "QahvomTPsk07", "pw")).id, MSG_LOGIN_RESULT);
     EXPECT_EQ(last(CMD_GET_CERTIFICATE, {0}).id, MSG_CERTIFICATE_RESULT);
     EXPECT_EQ(last(CMD_UPDATE_SHADOW, positionsCommand()).id, MSG_SHADOW_RESULT);
     const std::vector<TestHttpsServer::Request> seen = testCloud->requests();
@@ -143,7 +143,7 @@ TEST_F(LoginTest, ExpirationDatesOutsideTheSignedRangeNeverExpire)
 TEST_F(LoginTest, IncompleteIdentityWipesTheStoredOne)
 {
     const Bytes cases[] = {
-        loginBlock(7, {"M1", "D1", "QahvomTPsk01"}), {0x07, 0x00}, {0x07}, loginBlock(7, {"M1", "D1", "QahvomTPsk01", ""}),
+        looseLoginBlock(7, {"M1", "D1", "QahvomTPsk01"}), {0x07, 0x00}, {0x07}, OrvKitCommands::loginBlock(7, "M1", "D1", "QahvomTPsk01", ""),
     };
     openKit();
     TestHttpsServer::Request seen;
@@ -158,7 +158,7 @@ TEST_F(LoginTest, IncompleteIdentityWipesTheStoredOne)
         EXPECT_EQ(seen.query, "deviceNo=&maker=00&model=");
     }
     // The last terminator may be missing.
-    EXPECT_EQ(last(CMD_LOGIN, loginBlock(0xFF, {"M2", "D2", "id", "pw"}, false)).id, MSG_LOGIN_RESULT);
+    EXPECT_EQ(last(CMD_LOGIN, looseLoginBlock(0xFF, {"M2", "D2", "id", "pw"}, false)).id, MSG_LOGIN_RESULT);
     summary(&seen);
     EXPECT_EQ(seen.query, "deviceNo=D2&maker=255&model=M2"); // two digits at least
 }

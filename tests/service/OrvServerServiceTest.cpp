@@ -1,9 +1,8 @@
 // How replies become result messages: the server's status and error code,
-// network failures in both mappers, the device endpoints' own codes and the
-// certificate answers; empty commands (the facade refuses them) and the
+// the device endpoints' own codes and the certificate answers; empty commands (the facade refuses them) and the
 // network access status.
 #include "ServiceFixture.h"
-#include "service/OrvServerService.h"
+#include "OrvServerServiceProbe.h"
 
 #include <atomic>
 #include <thread>
@@ -16,7 +15,7 @@ struct StatusCase { Reply reply; uint8_t code; };
 TEST(OrvServerService, EmptyDataIsRefusedBeforeAnyAcceptance)
 {
     OrvKitPreferences preferences;
-    OrvServerService service(&preferences, nullptr);
+    OrvServerServiceProbe service(&preferences, nullptr);
     RecordingListener listener;
     service.setListener(&listener);
     for (unsigned long code : {CMD_GET_SPOTS, CMD_GET_FOLDERS, CMD_DELETE_DESTINATION, CMD_GET_PLANS, CMD_UPDATE_SHADOW,
@@ -29,27 +28,6 @@ TEST(OrvServerService, EmptyDataIsRefusedBeforeAnyAcceptance)
         EXPECT_EQ(heard[0].payload, Bytes{REQUEST_ERROR_EMPTY_DATA});
     }
     EXPECT_EQ(service.getNetworkAccessStatus(), 0);
-}
-
-TEST(OrvServerService, NetworkFailuresInBothMappers)
-{
-    const struct { unsigned int error, status, context; bool device; uint8_t code; } cases[] = {
-        {1, 0, 1, false, 176}, {7, 0, 2, false, 177}, {99, 0, 2, false, 177}, {1, 0, 13, true, 0},
-        {4, 0, 2, false, 177}, {5, 0, 2, false, 177}, {5, 200, 2, false, 177}, {4, 0, 1, false, 176},
-        {5, 0, 1, false, 176}, {8, 0, 2, false, 178}, {8, 200, 2, false, 64}, // others go by the status
-        {4, 0, 13, true, 201}, {5, 0, 12, true, 201}, {5, 429, 13, true, 198}, {2, 0, 13, true, 0},
-    };
-    OrvKitPreferences preferences;
-    OrvServerService service(&preferences, nullptr);
-    for (const auto& c : cases) {
-        SCOPED_TRACE(::testing::Message() << "error " << c.error << " status " << c.status << " context " << c.context);
-        Bytes out;
-        if (c.device)
-            service.onFinishOrvaneAssistErrorSetAws(c.error, c.status, {}, c.context, out);
-        else
-            service.onFinishOrvaneAssistErrorSet(c.error, c.status, {}, c.context, out);
-        EXPECT_EQ(out, Bytes{c.code});
-    }
 }
 
 TEST_F(OrvServerServiceTest, NetworkAccessStatusTellsARequestInFlight)
@@ -78,7 +56,7 @@ TEST_F(OrvServerServiceTest, NetworkAccessStatusTellsARequestInFlight)
     OrvServerService* service = probe.service.load();
     service->sendCommand({0}, CMD_GET_INFO_SUMMARY);
     const bool inFlight = production->waitForRequests(1, 5000);
-    service->sendCommand({0}, 0x71); // unknown: only updates the status
+    service->sendCommand({0}, kUnknownCommand); // unknown: only updates the status
     service->sendCommand({0}, CMD_GET_DESTINATIONS);
     const bool accepted = probe.waitForId(MSG_ACCEPTED | CMD_GET_DESTINATIONS);
     service->close();

@@ -7,6 +7,7 @@
 #include "sysdata/SysDataOrvToken.h"
 
 #include <OrvKit.h>
+#include <OrvKitCommands.h>
 #include <VxSerialization.h>
 
 #include <QJsonDocument>
@@ -28,8 +29,9 @@ using Reply = TestHttpsServer::Reply;
 inline Bytes bytesOf(const std::string& text) { return Bytes(text.begin(), text.end()); }
 inline std::string textOf(const Bytes& bytes) { return std::string(bytes.begin(), bytes.end()); }
 
-// The login command's identity block: maker byte, then zero-terminated texts.
-inline Bytes loginBlock(uint8_t maker, std::initializer_list<std::string> texts, bool terminateLast = true)
+// A login block that may be incomplete or lack its last terminator, as a
+// faulty application might send it.
+inline Bytes looseLoginBlock(uint8_t maker, std::initializer_list<std::string> texts, bool terminateLast = true)
 {
     std::string block(1, static_cast<char>(maker));
     for (const std::string& text : texts)
@@ -37,15 +39,7 @@ inline Bytes loginBlock(uint8_t maker, std::initializer_list<std::string> texts,
     return Bytes(block.begin(), block.end() - (terminateLast ? 0 : 1));
 }
 
-inline Bytes login7() { return loginBlock(7, {"M1", "D1", "driver01", "secret"}); }
-
-inline Bytes words(std::initializer_list<unsigned int> values) // 16-bit big-endian
-{
-    Bytes out;
-    for (unsigned int value : values)
-        out.insert(out.end(), {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)});
-    return out;
-}
+inline Bytes login7() { return OrvKitCommands::loginBlock(7, "M1", "D1", "driver01", "secret"); }
 
 inline Bytes positionsCommand(const OrvKitDat::CarPositions& positions = OrvKitDat::CarPositions())
 {
@@ -148,7 +142,7 @@ protected:
         ASSERT_TRUE(listener->waitForOpen(1, 3000));
         // The service is published just before it announces itself; an
         // unknown code is taken silently once it takes commands.
-        for (int tries = 0; !send(0x71, {0}); ++tries) {
+        for (int tries = 0; !send(kUnknownCommand, {0}); ++tries) {
             ASSERT_LT(tries, 1500) << "the kit takes no command";
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
@@ -205,7 +199,7 @@ protected:
     void identify(unsigned char maker, const std::string& model, const std::string& deviceNo,
                   const std::string& loginId = "driver01")
     {
-        const Message answer = last(CMD_LOGIN, loginBlock(maker, {model, deviceNo, loginId, "secret"}));
+        const Message answer = last(CMD_LOGIN, OrvKitCommands::loginBlock(maker, model, deviceNo, loginId, "secret"));
         ASSERT_EQ(answer.id, MSG_LOGIN_RESULT);
         ASSERT_TRUE(answer.payload.empty()) << "the stored token was expected to be valid";
     }

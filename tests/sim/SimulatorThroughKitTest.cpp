@@ -4,6 +4,7 @@
 #include "RecordingListener.h"
 
 #include <OrvKit.h>
+#include <OrvKitCommands.h>
 
 #include <gtest/gtest.h>
 
@@ -11,8 +12,10 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <thread>
 
 namespace {
 
@@ -47,10 +50,7 @@ TEST(SimulatorThroughKitTest, SignInDataAndShadowThroughTheKit)
             << "command " << code << ", first message " << (listener.received().empty() ? 0 : listener.received()[0].id);
         return answer.payload;
     };
-    std::vector<uint8_t> login{6};
-    for (const std::string text : {"ORV-NAV20", "0012345", "driver01", "orv-pass-01"})
-        login.insert(login.end(), text.c_str(), text.c_str() + text.size() + 1);
-    send(CMD_LOGIN, login, MSG_LOGIN_RESULT);
+    send(CMD_LOGIN, OrvKitCommands::loginBlock(6, "ORV-NAV20", "0012345", "driver01", "orv-pass-01"), MSG_LOGIN_RESULT);
 
     OrvKitDat::SummaryResponse before, after;
     EXPECT_TRUE(before.fromJson(send(CMD_GET_INFO_SUMMARY, {0}, MSG_INFO_SUMMARY_RESULT)));
@@ -75,6 +75,78 @@ TEST(SimulatorThroughKitTest, SignInDataAndShadowThroughTheKit)
     ASSERT_EQ(stored["positions"].toArray().size(), 1);
     EXPECT_DOUBLE_EQ(stored["positions"].toArray().at(0).toObject()["lon"].toDouble(), 139.767125);
 
+    kit.close();
+    EXPECT_TRUE(listener.waitForClose());
+}
+
+// Every command of the kit's table meets a simulator route that answers it
+// with the method, path and success status the table gives.
+TEST(SimulatorThroughKitTest, EveryCommandMeetsItsRouteAsTheTableDescribesIt)
+{
+    const char* directory = std::getenv("VX_SAVEFILE_DIR");
+    std::remove((std::string(directory != nullptr ? directory : ".") + "/OrvToken.ini").c_str());
+    OrvCloudSimulator simulator;
+    std::string error;
+    ASSERT_TRUE(simulator.start(OrvCloudSimulator::Options(), &error)) << error;
+    OrvKitPreferences preferences;
+    preferences.authServerOrigin = simulator.origins().authServerOrigin;
+    preferences.apiServerOrigin = simulator.origins().apiServerOrigin;
+    preferences.certificateOrigin = simulator.origins().certificateOrigin;
+    preferences.deviceShadowOrigin = simulator.origins().deviceShadowOrigin;
+    RecordingListener listener;
+    OrvKit kit(preferences);
+    kit.setListener(&listener);
+    ASSERT_EQ(kit.open(), 1);
+    ASSERT_TRUE(listener.waitForOpen());
+
+    OrvKitDat::CarPositions position;
+    position.lon = 139.767125;
+    position.lat = 35.681236;
+    VxSerialization::Archive archive;
+    position.serialize(archive);
+    // The block and the path the kit should request, in an order that signs
+    // in first and fetches the certificate before the position goes out.
+    const struct { unsigned long code; std::vector<uint8_t> block; const char* path; } commands[] = {
+        {CMD_LOGIN, OrvKitCommands::loginBlock(6, "ORV-NAV20", "0012345", "driver01", "orv-pass-01"),
+         "/api/navi/authorization/v1/local"},
+        {CMD_GET_INFO_SUMMARY, OrvKitCommands::noParameters(), "/api/navi/info/v1/summary"},
+        {CMD_GET_SPOTS, OrvKitCommands::pageBlock(1, 1, 5), "/api/navi/bookmarks/v1/spots"},
+        {CMD_GET_FOLDERS, OrvKitCommands::pageBlock(1, 1, 5), "/api/navi/bookmarks/v1/folders"},
+        {CMD_GET_DESTINATIONS, OrvKitCommands::noParameters(), "/api/navi/bookmarks/v1/destinations"},
+        {CMD_DELETE_DESTINATION, OrvKitCommands::destinationBlock("D0000002"),
+         "/api/navi/bookmarks/v1/destinations/D0000002"},
+        {CMD_GET_PLANS, OrvKitCommands::plansBlock(true), "/api/navi/driveplans/v1/plans"},
+        {CMD_DELETE_PLANS, OrvKitCommands::noParameters(), "/api/navi/driveplans/v1/plans"},
+        {CMD_GET_CERTIFICATE, OrvKitCommands::noParameters(), "/prod/cert"},
+        {CMD_UPDATE_SHADOW, archive.bytes(), "/things/ORV-NAV20-0012345/shadow"},
+        {CMD_GET_SPOT_DETAIL, OrvKitCommands::noParameters(), "/api/navi/bookmarks/v1/spots/SM3,AF,396J"},
+        {CMD_GET_PLANS_SUMMARY, OrvKitCommands::noParameters(), "/api/navi/driveplans/v1/plans/summary"},
+        {CMD_GET_GENRES, OrvKitCommands::noParameters(), "/api/navi/info/v1/genres"},
+    };
+    ASSERT_EQ(sizeof(commands) / sizeof(commands[0]), OrvKitCommands::kCommandCount);
+    for (const auto& c : commands) {
+        const OrvKitCommands::Command& row = *OrvKitCommands::findCommand(c.code);
+        SCOPED_TRACE(row.name);
+        const size_t before = simulator.requests().size();
+        listener.clear();
+        std::vector<uint8_t> bytes = c.block;
+        CmdData command{bytes.data(), static_cast<uint32_t>(bytes.size()), c.code};
+        ASSERT_EQ(kit.sendCommand(command), 1);
+        if (row.passedOn) {
+            RecordingListener::Message answer{0, {}};
+            EXPECT_TRUE(listener.waitForId(row.success, &answer, 10000));
+        }
+        // A command whose answer is not passed on shows only at the simulator.
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (simulator.requests().size() == before && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        const std::vector<OrvCloudSimulator::RequestRecord> records = simulator.requests();
+        ASSERT_GT(records.size(), before);
+        const OrvCloudSimulator::RequestRecord& record = records[before];
+        EXPECT_EQ(record.method, OrvKitCommands::methodName(row.method));
+        EXPECT_EQ(record.path, c.path);
+        EXPECT_EQ(record.status, static_cast<int>(row.successStatus));
+    }
     kit.close();
     EXPECT_TRUE(listener.waitForClose());
 }

@@ -28,10 +28,10 @@ rm -rf "$prefix"
 cmake --install "$build" >/dev/null
 
 echo "== installed layout"
-lib=$(find "$prefix" -name 'libOrvKit.so.1.0.0' -print -quit)
-[ -n "$lib" ] || fail "libOrvKit.so.1.0.0 not installed"
+lib=$(find "$prefix" -name 'libOrvKit.so.1.1.0' -print -quit)
+[ -n "$lib" ] || fail "libOrvKit.so.1.1.0 not installed"
 libdir=$(dirname "$lib")
-[ "$(readlink "$libdir/libOrvKit.so.1")" = libOrvKit.so.1.0.0 ] || fail "libOrvKit.so.1 does not point at the library"
+[ "$(readlink "$libdir/libOrvKit.so.1")" = libOrvKit.so.1.1.0 ] || fail "libOrvKit.so.1 does not point at the library"
 [ "$(readlink "$libdir/libOrvKit.so")" = libOrvKit.so.1 ] || fail "libOrvKit.so does not point at libOrvKit.so.1"
 readelf -d "$lib" | grep -q 'SONAME.*\[libOrvKit\.so\.1\]' || fail "SONAME is not libOrvKit.so.1"
 for h in OrvKit.h OrvKitDef.h OrvKitDat.h OrvKitExport.h VxSerialization.h VxApi.h; do

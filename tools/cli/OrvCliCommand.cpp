@@ -8,58 +8,7 @@
 #include <cstdio>
 #include <map>
 
-namespace {
-
 using namespace OrvKitDef;
-
-struct Entry
-{
-    unsigned long code;
-    unsigned long success; // 0: the library sends no result
-};
-
-const std::map<std::string, Entry>& table()
-{
-    static const std::map<std::string, Entry> commands = {
-        {"login", {CMD_LOGIN, MSG_LOGIN_RESULT}},
-        {"summary", {CMD_GET_INFO_SUMMARY, MSG_INFO_SUMMARY_RESULT}},
-        {"spots", {CMD_GET_SPOTS, MSG_SPOTS_RESULT}},
-        {"folders", {CMD_GET_FOLDERS, MSG_FOLDERS_RESULT}},
-        {"destinations", {CMD_GET_DESTINATIONS, MSG_DESTINATIONS_RESULT}},
-        {"delete-destination", {CMD_DELETE_DESTINATION, MSG_DELETE_DESTINATION_RESULT}},
-        {"plans", {CMD_GET_PLANS, MSG_PLANS_RESULT}},
-        {"delete-plans", {CMD_DELETE_PLANS, MSG_DELETE_PLANS_RESULT}},
-        {"position", {CMD_UPDATE_SHADOW, MSG_SHADOW_RESULT}},
-        {"certificate", {CMD_GET_CERTIFICATE, MSG_CERTIFICATE_RESULT}},
-        {"spot-detail", {CMD_GET_SPOT_DETAIL, 0}},
-        {"plans-summary", {CMD_GET_PLANS_SUMMARY, 0}},
-        {"genres", {CMD_GET_GENRES, 0}},
-    };
-    return commands;
-}
-
-} // namespace
-
-std::vector<uint8_t> OrvCliCommand::loginBlock(const Identity& identity)
-{
-    std::vector<uint8_t> block;
-    block.push_back(static_cast<uint8_t>(identity.maker));
-    for (const std::string* text : {&identity.model, &identity.deviceNo, &identity.loginId, &identity.password}) {
-        block.insert(block.end(), text->begin(), text->end());
-        block.push_back(0);
-    }
-    return block;
-}
-
-std::vector<uint8_t> OrvCliCommand::words(const std::vector<uint16_t>& values)
-{
-    std::vector<uint8_t> bytes;
-    for (uint16_t value : values) {
-        bytes.push_back(static_cast<uint8_t>(value >> 8));
-        bytes.push_back(static_cast<uint8_t>(value & 0xFF));
-    }
-    return bytes;
-}
 
 std::vector<uint8_t> OrvCliCommand::positionBytes(const OrvKitDat::CarPositions& position)
 {
@@ -84,8 +33,7 @@ std::string OrvCliCommand::hex(const std::vector<uint8_t>& bytes, size_t limit)
 
 bool OrvCliCommand::hasNoResult() const
 {
-    auto found = table().find(command);
-    return found != table().end() && found->second.success == 0;
+    return row != nullptr && !row->passedOn;
 }
 
 bool OrvCliCommand::isDeviceCommand() const
@@ -95,28 +43,16 @@ bool OrvCliCommand::isDeviceCommand() const
 
 bool OrvCliCommand::prepare(const std::string& name, const std::vector<uint8_t>& bytes, const std::string& description)
 {
-    auto found = table().find(name);
-    if (found == table().end()) {
+    const OrvKitCommands::Command* found = OrvKitCommands::findCommand(name.c_str());
+    if (found == nullptr) {
         return false;
     }
+    row = found;
     command = name;
-    commandCode = found->second.code;
+    commandCode = found->code;
     data = bytes;
     sentText = description;
     return true;
-}
-
-bool OrvCliCommand::isFinal(unsigned long id) const
-{
-    auto found = table().find(command);
-    if (found != table().end() && found->second.success == id) {
-        return true;
-    }
-    switch (commandCode) {
-    case CMD_LOGIN: return id == MSG_LOGIN_ERROR || id == MSG_LOGIN_RESULT_ERROR;
-    case CMD_GET_CERTIFICATE: return id == MSG_REQUEST_ERROR || id == MSG_CERTIFICATE_ERROR;
-    default: return id == MSG_REQUEST_ERROR || id == MSG_RESULT_ERROR;
-    }
 }
 
 int OrvCliCommand::run(OrvCliSession& session, const Settings& settings, std::ostream& out, std::ostream& err)
@@ -136,7 +72,7 @@ int OrvCliCommand::run(OrvCliSession& session, const Settings& settings, std::os
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(settings.timeoutMs);
     // Commands other than the certificate are accepted before their result;
     // a final message seen earlier belongs to an abandoned command.
-    bool accepted = commandCode == CMD_GET_CERTIFICATE;
+    bool accepted = row->accepted == 0;
     while (true) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         OrvCliSession::Message message;
@@ -151,7 +87,7 @@ int OrvCliCommand::run(OrvCliSession& session, const Settings& settings, std::os
                 << " bytes" << (message.payload.empty() ? "" : ": " + hex(message.payload, 24)) << "\n";
         }
         // The certificate has no acceptance: its result id is the one an acceptance would carry.
-        if (commandCode != CMD_GET_CERTIFICATE && message.id == (MSG_ACCEPTED | commandCode)) {
+        if (row->accepted != 0 && message.id == row->accepted) {
             accepted = true;
             if (hasNoResult()) {
                 lastId = message.id;
@@ -161,7 +97,7 @@ int OrvCliCommand::run(OrvCliSession& session, const Settings& settings, std::os
             continue;
         }
         const bool refusal = message.id == MSG_REQUEST_ERROR || message.id == MSG_LOGIN_ERROR;
-        if (!isFinal(message.id) || (!accepted && !refusal)) {
+        if (!OrvKitCommands::isFinal(*row, message.id) || (!accepted && !refusal)) {
             continue;
         }
         lastId = message.id;

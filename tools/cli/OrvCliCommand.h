@@ -2,6 +2,7 @@
 #define ORV_CLI_COMMAND_H
 
 #include <OrvKit.h>
+#include <OrvKitCommands.h>
 
 #include <cstdint>
 #include <ostream>
@@ -47,14 +48,11 @@ public:
     // Certificate and position: they need the identity of a login in the same open period.
     bool isDeviceCommand() const;
 
-    static std::vector<uint8_t> loginBlock(const Identity& identity);
-    static std::vector<uint8_t> words(const std::vector<uint16_t>& values);
     static std::vector<uint8_t> positionBytes(const OrvKitDat::CarPositions& position);
     static std::string hex(const std::vector<uint8_t>& bytes, size_t limit = 48);
 
 private:
-    bool isFinal(unsigned long id) const;
-
+    const OrvKitCommands::Command* row = nullptr;
     std::string command;
     unsigned long commandCode = 0;
     std::vector<uint8_t> data;

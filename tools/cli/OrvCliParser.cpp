@@ -39,11 +39,10 @@ struct Fields
     unsigned long sort = 0;
     unsigned long order = 0;
     unsigned long count = 20;
-    unsigned long position = 0xFFFF;
+    unsigned long position = OrvKitCommands::kNoPosition;
     bool paging = false;
     std::string id;
     OrvKitDat::CarPositions car;
-    bool keep = false;
 
     Fields()
     {
@@ -52,7 +51,7 @@ struct Fields
     }
 };
 
-void addSubcommands(CLI::App& app, Fields& f, bool withDemo)
+void addSubcommands(CLI::App& app, Fields& f)
 {
     // Ranges go into the descriptions; CLI11's own text for them is hard to read.
     const auto range = [](auto low, auto high) { return CLI::Range(low, high).description(""); };
@@ -99,10 +98,6 @@ void addSubcommands(CLI::App& app, Fields& f, bool withDemo)
     position->add_option("--type", f.car.type, "position type")->capture_default_str();
     position->add_option("--measured-at", f.car.measuredAt, "time of the fix (default: now, UTC)");
 
-    if (withDemo) {
-        app.add_subcommand("demo", "guided tour against an in-process simulator; runs alone")
-            ->add_flag("--keep", f.keep, "keep the temporary directory");
-    }
     app.require_subcommand(1);
 }
 
@@ -113,21 +108,21 @@ bool build(const std::string& name, const Fields& f, OrvCliCommand& command)
     std::string text;
     if (name == "login") {
         const OrvCliCommand::Identity& id = f.identity;
-        bytes = OrvCliCommand::loginBlock(id);
+        bytes = OrvKitCommands::loginBlock(static_cast<uint8_t>(id.maker), id.model, id.deviceNo, id.loginId, id.password);
         char head[32];
         std::snprintf(head, sizeof head, "maker %02u", id.maker);
         text = std::string(head) + ", model " + id.model + ", device " + id.deviceNo + ", login id " + id.loginId +
                ", password " + std::string(id.password.size(), '*');
     } else if (name == "spots" || name == "folders") {
-        bytes = OrvCliCommand::words({static_cast<uint16_t>(f.sort), static_cast<uint16_t>(f.order),
-                                      static_cast<uint16_t>(f.count), static_cast<uint16_t>(f.position)});
+        bytes = OrvKitCommands::pageBlock(static_cast<uint16_t>(f.sort), static_cast<uint16_t>(f.order),
+                                          static_cast<uint16_t>(f.count), static_cast<uint16_t>(f.position));
         text = "sort " + std::to_string(f.sort) + ", order " + std::to_string(f.order) + ", count " +
-               std::to_string(f.count) + (f.position == 0xFFFF ? ", no position" : ", position flag set");
+               std::to_string(f.count) + (f.position == OrvKitCommands::kNoPosition ? ", no position" : ", position flag set");
     } else if (name == "plans") {
-        bytes = OrvCliCommand::words({static_cast<uint16_t>(f.paging ? 0x0001 : 0xFFFF)});
+        bytes = OrvKitCommands::plansBlock(f.paging);
         text = f.paging ? "with paging" : "without paging";
     } else if (name == "delete-destination") {
-        bytes.assign(f.id.begin(), f.id.end());
+        bytes = OrvKitCommands::destinationBlock(f.id);
         text = "destination " + f.id;
     } else if (name == "position") {
         bytes = OrvCliCommand::positionBytes(f.car);
@@ -135,8 +130,7 @@ bool build(const std::string& name, const Fields& f, OrvCliCommand& command)
                ", speed " + std::to_string(f.car.speed) + ", direction " + std::to_string(f.car.direction) +
                ", measured at " + f.car.measuredAt + (f.car.accOff ? ", ACC off" : "");
     } else {
-        // The kit takes no empty command, even where the bytes are not read.
-        bytes.assign(1, 0);
+        bytes = OrvKitCommands::noParameters();
         text = "no parameters";
     }
     return command.prepare(name, bytes, text);
@@ -280,7 +274,7 @@ int OrvCliParser::parse(const std::vector<std::string>& args, Run& run, std::ost
                          "show the bytes sent, every message received and the library's log (orvkit.*)");
             app.add_flag("--keep-going", run.keepGoing, "run the rest of the chain after a failure");
         }
-        addSubcommands(app, fields, first);
+        addSubcommands(app, fields);
         if (first) {
             // After the subcommands, which would inherit it.
             app.footer(kChainFooter);
@@ -305,14 +299,6 @@ int OrvCliParser::parse(const std::vector<std::string>& args, Run& run, std::ost
         }
 
         const std::string name = app.get_subcommands().front()->get_name();
-        if (name == "demo") {
-            if (chain.size() > 1) {
-                return usageError("demo runs alone", err);
-            }
-            run.demo = true;
-            run.keepDemoFiles = fields.keep;
-            return kContinue;
-        }
         if (first) {
             std::string error;
             if (!originsFile.empty() && !readOrigins(originsFile, run.preferences, error)) {
@@ -339,7 +325,7 @@ bool OrvCliParser::parseCommand(const std::vector<std::string>& args, OrvCliComm
 {
     CLI::App app("", "orvkit-cli");
     Fields fields;
-    addSubcommands(app, fields, false);
+    addSubcommands(app, fields);
     try {
         parseLink(app, args);
     } catch (const CLI::ParseError& e) {

@@ -21,8 +21,6 @@ public:
         OrvCliCommand::Settings settings;
         std::string saveDir;
         bool keepGoing = false;
-        bool demo = false;
-        bool keepDemoFiles = false;
         std::vector<OrvCliCommand> commands;
     };
 

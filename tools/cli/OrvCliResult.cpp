@@ -1,30 +1,26 @@
 #include "OrvCliResult.h"
 
 #include <OrvKit.h>
+#include <OrvKitCommands.h>
 
 #include <cstdio>
 
 std::string OrvCliResult::messageName(unsigned long id)
 {
     using namespace OrvKitDef;
-    switch (id) {
-    case MSG_LOGIN_ACCEPTED: return "login accepted";
-    case MSG_LOGIN_RESULT: return "login result";
-    case MSG_INFO_SUMMARY_RESULT: return "summary result";
-    case MSG_SPOTS_RESULT: return "spots result";
-    case MSG_FOLDERS_RESULT: return "folders result";
-    case MSG_DESTINATIONS_RESULT: return "destinations result";
-    case MSG_DELETE_DESTINATION_RESULT: return "delete-destination result";
-    case MSG_PLANS_RESULT: return "plans result";
-    case MSG_DELETE_PLANS_RESULT: return "delete-plans result";
-    case MSG_SHADOW_RESULT: return "position result";
-    case MSG_CERTIFICATE_RESULT: return "certificate result";
-    case MSG_CERTIFICATE_ERROR: return "certificate error";
-    case MSG_REQUEST_ERROR: return "request refused";
-    case MSG_RESULT_ERROR: return "request failed";
-    case MSG_LOGIN_ERROR: return "login refused";
-    case MSG_LOGIN_RESULT_ERROR: return "login failed";
-    default: break;
+    using OrvKitCommands::MessageKind;
+    const OrvKitCommands::MessageInfo info = OrvKitCommands::lookupMessage(id);
+    const bool login = info.command != nullptr && info.command->code == CMD_LOGIN;
+    switch (info.kind) {
+    case MessageKind::Success: return std::string(info.command->name) + " result";
+    case MessageKind::Failure:
+        return login ? "login failed" : info.command != nullptr ? "certificate error" : "request failed";
+    case MessageKind::Refused: return login ? "login refused" : "request refused";
+    case MessageKind::Accepted:
+        if (login)
+            return "login accepted";
+        break;
+    case MessageKind::Unknown: break;
     }
     if ((id & 0xFFFF8000UL) == MSG_ACCEPTED) {
         char text[32];

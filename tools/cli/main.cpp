@@ -1,6 +1,5 @@
 // orvkit-cli: the kit's commands from a shell, one run = one fresh kit.
 #include "OrvCliChain.h"
-#include "OrvCliDemo.h"
 #include "OrvCliParser.h"
 #include "OrvCliResult.h"
 #include "OrvCliSession.h"
@@ -22,12 +21,6 @@ int main(int argc, char** argv)
     }
     if (run.settings.verbose) {
         QLoggingCategory::setFilterRules(QStringLiteral("orvkit.*=true"));
-    }
-
-    if (run.demo) {
-        QCoreApplication app(argc, argv);
-        OrvCliDemo demo(std::cout, std::cerr);
-        return demo.run(run.settings.timeoutMs < 35000 ? run.settings.timeoutMs : 10000, run.keepDemoFiles);
     }
 
     // The kit reads the save directory when it first touches its token file.

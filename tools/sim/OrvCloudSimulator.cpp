@@ -6,6 +6,8 @@
 #include "OrvSimSeed.h"
 #include "OrvSimShadowStore.h"
 
+#include <OrvKitCommands.h>
+
 #include <QJsonDocument>
 #include <QJsonParseError>
 
@@ -45,32 +47,23 @@ struct InFlight
 };
 thread_local InFlight inFlight;
 
-struct RouteEntry
+// A route is named as orvkit-cli names its command, except the certificate
+// ("cert") and the position report ("shadow"); faults and the log use the name.
+std::string routeName(const OrvKitCommands::Command& command)
 {
-    const char* name;
-    const char* method;
-    const char* pattern;
-};
+    switch (command.code) {
+    case OrvKitDef::CMD_GET_CERTIFICATE: return "cert";
+    case OrvKitDef::CMD_UPDATE_SHADOW: return "shadow";
+    default: return command.name;
+    }
+}
 
-const RouteEntry kApiRoutes[] = {
-    {"login", "POST", "/api/navi/authorization/v1/local"},
-    {"summary", "GET", "/api/navi/info/v1/summary"},
-    {"genres", "GET", "/api/navi/info/v1/genres"},
-    {"spots", "GET", "/api/navi/bookmarks/v1/spots"},
-    {"spot-detail", "GET", "/api/navi/bookmarks/v1/spots/([^/]+)"},
-    {"folders", "GET", "/api/navi/bookmarks/v1/folders"},
-    {"destinations", "GET", "/api/navi/bookmarks/v1/destinations"},
-    {"delete-destination", "DELETE", "/api/navi/bookmarks/v1/destinations/([^/]+)"},
-    {"plans", "GET", "/api/navi/driveplans/v1/plans"},
-    {"plans-summary", "GET", "/api/navi/driveplans/v1/plans/summary"},
-    {"delete-plans", "DELETE", "/api/navi/driveplans/v1/plans"},
-    {"cert", "POST", "/(prod|dev)/cert"},
-};
-
-const RouteEntry kShadowRoutes[] = {
-    {"shadow", "POST", "/things/([^/]+)/shadow"},
-    {"shadow-get", "GET", "/things/([^/]+)/shadow"},
-};
+// The kit's path with its "{...}" segment as a capture.
+std::string routePattern(const std::string& path)
+{
+    const size_t open = path.find('{');
+    return open == std::string::npos ? path : path.substr(0, open) + "([^/]+)" + path.substr(path.find('}', open) + 1);
+}
 
 std::string jsonText(const QJsonDocument& document)
 {
@@ -757,18 +750,23 @@ void OrvCloudSimulator::installApi(httplib::Server& server, Environment environm
             }
         };
     };
-    for (const RouteEntry& route : kApiRoutes) {
-        const std::string name = route.name;
+    using namespace OrvKitDef;
+    for (const OrvKitCommands::Command& command : OrvKitCommands::kCommands) {
         Handler handler;
-        if (name == "login") {
+        switch (command.code) {
+        case CMD_LOGIN:
             handler = [this, environment](const Request& q, Response& r) { signIn(environment, q, r); };
-        } else if (name == "cert") {
+            break;
+        case CMD_GET_CERTIFICATE:
             handler = [this, environment](const Request& q, Response& r) { issueCertificate(environment, q, r); };
-        } else if (name == "summary") {
+            break;
+        case CMD_GET_INFO_SUMMARY:
             handler = api([set](const Request&, Response& r) { answer(r, 200, set->summary()); });
-        } else if (name == "genres") {
+            break;
+        case CMD_GET_GENRES:
             handler = api([set](const Request&, Response& r) { answer(r, 200, set->genres()); });
-        } else if (name == "spots") {
+            break;
+        case CMD_GET_SPOTS:
             handler = api([set](const Request& q, Response& r) {
                 OrvSimDataSet::Page page;
                 bool hasLon = false;
@@ -780,7 +778,8 @@ void OrvCloudSimulator::installApi(httplib::Server& server, Environment environm
                     answer(r, 200, set->spots(page, hasLon && hasLat, lon, lat));
                 }
             });
-        } else if (name == "spot-detail") {
+            break;
+        case CMD_GET_SPOT_DETAIL:
             handler = api([set](const Request& q, Response& r) {
                 QJsonObject spot;
                 if (set->spot(q.matches[1], spot)) {
@@ -789,16 +788,19 @@ void OrvCloudSimulator::installApi(httplib::Server& server, Environment environm
                     fail(r, 404, "E4041001", "no spot with id " + std::string(q.matches[1]));
                 }
             });
-        } else if (name == "folders") {
+            break;
+        case CMD_GET_FOLDERS:
             handler = api([set](const Request& q, Response& r) {
                 OrvSimDataSet::Page page;
                 if (readPage(q, 2, page, r)) {
                     answer(r, 200, set->folders(page));
                 }
             });
-        } else if (name == "destinations") {
+            break;
+        case CMD_GET_DESTINATIONS:
             handler = api([set](const Request&, Response& r) { answer(r, 200, set->destinations()); });
-        } else if (name == "delete-destination") {
+            break;
+        case CMD_DELETE_DESTINATION:
             handler = api([set](const Request& q, Response& r) {
                 if (set->deleteDestination(q.matches[1])) {
                     r.status = 204;
@@ -806,7 +808,8 @@ void OrvCloudSimulator::installApi(httplib::Server& server, Environment environm
                     fail(r, 404, "E4041001", "no destination with id " + std::string(q.matches[1]));
                 }
             });
-        } else if (name == "plans") {
+            break;
+        case CMD_GET_PLANS:
             handler = api([set](const Request& q, Response& r) {
                 unsigned number = 0;
                 unsigned position = 1;
@@ -814,24 +817,35 @@ void OrvCloudSimulator::installApi(httplib::Server& server, Environment environm
                     answer(r, 200, set->plans(number, position, q.get_param_value("baseDate")));
                 }
             });
-        } else if (name == "plans-summary") {
+            break;
+        case CMD_GET_PLANS_SUMMARY:
             handler = api([set](const Request&, Response& r) { answer(r, 200, set->plansSummary()); });
-        } else if (name == "delete-plans") {
+            break;
+        case CMD_DELETE_PLANS:
             handler = api([set](const Request&, Response& r) {
                 set->deletePlans();
                 r.status = 204;
             });
+            break;
+        default: // the device shadow has an endpoint of its own
+            continue;
         }
-        addRoute(server, environment, route.name, route.method, route.pattern, handler);
+        const std::string name = routeName(command);
+        const char* method = OrvKitCommands::methodName(command.method);
+        addRoute(server, environment, name.c_str(), method, routePattern(command.path).c_str(), handler);
+        if (std::string(command.testPath) != command.path)
+            addRoute(server, environment, name.c_str(), method, routePattern(command.testPath).c_str(), handler);
     }
     installRecorder(server, environment);
 }
 
 void OrvCloudSimulator::installShadow(httplib::Server& server, Environment environment)
 {
-    addRoute(server, environment, kShadowRoutes[0].name, kShadowRoutes[0].method, kShadowRoutes[0].pattern,
+    // The kit posts positions; the console reads the document back from the same path.
+    const std::string pattern = routePattern(OrvKitCommands::findCommand(OrvKitDef::CMD_UPDATE_SHADOW)->path);
+    addRoute(server, environment, "shadow", "POST", pattern.c_str(),
              [this, environment](const Request& q, Response& r) { updateShadow(environment, q, r); });
-    addRoute(server, environment, kShadowRoutes[1].name, kShadowRoutes[1].method, kShadowRoutes[1].pattern,
+    addRoute(server, environment, "shadow-get", "GET", pattern.c_str(),
              [this, environment](const Request& q, Response& r) { readShadow(environment, q, r); });
     installRecorder(server, environment);
 }

@@ -1,6 +1,9 @@
 // orvkit-sim: the simulated cloud as a process, until SIGINT or SIGTERM.
 #include "OrvCloudSimulator.h"
 #include "OrvSimConsole.h"
+#include "OrvSimDemo.h"
+
+#include <QCoreApplication>
 
 #include <csignal>
 #include <cstdio>
@@ -36,6 +39,9 @@ const char* const kUsage =
     "  --origins-file FILE    write the same lines to FILE (for orvkit-cli --origins-from-sim)\n"
     "  --ca-file FILE         write the simulator's CA certificate (PEM) to FILE\n"
     "  --quiet                do not log requests on stderr\n"
+    "  --demo [--keep] [--timeout MS]\n"
+    "                         guided tour: the kit's commands against a simulator of its own,\n"
+    "                         then exit; --keep leaves the temporary directory\n"
     "routes: login summary spots spot-detail folders destinations delete-destination plans\n"
     "        plans-summary delete-plans genres cert shadow shadow-get, or * for all\n";
 
@@ -86,10 +92,35 @@ std::string originLines(const OrvCloudSimulator::Origins& o, const std::string& 
     return text;
 }
 
+
+// The guided tour; returns its exit status.
+int runDemo(int argc, char** argv)
+{
+    bool keep = false;
+    int timeoutMs = 10000;
+    for (int i = 2; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (arg == "--keep") {
+            keep = true;
+        } else if (arg == "--timeout" && i + 1 < argc && std::atoi(argv[i + 1]) > 0) {
+            timeoutMs = std::atoi(argv[++i]);
+        } else {
+            std::cerr << "orvkit-sim: --demo takes only --keep and --timeout MS\n";
+            return 2;
+        }
+    }
+    QCoreApplication app(argc, argv);
+    OrvSimDemo demo(std::cout, std::cerr);
+    return demo.run(timeoutMs, keep);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
+    if (argc > 1 && std::string(argv[1]) == "--demo") {
+        return runDemo(argc, argv);
+    }
     OrvCloudSimulator::Options options;
     std::vector<std::string> faults;
     std::string seedPath;

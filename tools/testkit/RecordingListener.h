@@ -14,6 +14,9 @@
 #include <mutex>
 #include <vector>
 
+// A code that no command has: the kit takes it and answers nothing.
+constexpr unsigned long kUnknownCommand = 0x71;
+
 // Records what the library tells the application, for tests that wait on
 // the event thread's callbacks from the test thread.
 class RecordingListener : public OrvKitListener

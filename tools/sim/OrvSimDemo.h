@@ -1,5 +1,5 @@
-#ifndef ORV_CLI_DEMO_H
-#define ORV_CLI_DEMO_H
+#ifndef ORV_SIM_DEMO_H
+#define ORV_SIM_DEMO_H
 
 #include <ostream>
 #include <string>
@@ -10,10 +10,10 @@ class OrvCliSession;
 
 // The guided tour: a simulator on loopback, a fresh save directory, and
 // every command of the kit from sign-in to the device shadow read back.
-class OrvCliDemo
+class OrvSimDemo
 {
 public:
-    OrvCliDemo(std::ostream& out, std::ostream& err) : out(out), err(err) {}
+    OrvSimDemo(std::ostream& out, std::ostream& err) : out(out), err(err) {}
 
     // keepFiles leaves the temporary directory in place. Returns the exit status.
     int run(int timeoutMs, bool keepFiles);

@@ -1,4 +1,4 @@
-#include "OrvCliDemo.h"
+#include "OrvSimDemo.h"
 
 #include "OrvCliCommand.h"
 #include "OrvCliParser.h"
@@ -52,7 +52,7 @@ std::string makeTemporaryDirectory()
 
 } // namespace
 
-bool OrvCliDemo::check(bool condition, const std::string& what)
+bool OrvSimDemo::check(bool condition, const std::string& what)
 {
     out << (condition ? "   ok: " : "   NOT OK: ") << what << "\n";
     if (!condition) {
@@ -61,7 +61,7 @@ bool OrvCliDemo::check(bool condition, const std::string& what)
     return condition;
 }
 
-bool OrvCliDemo::step(OrvCliSession& session, const std::string& title, const std::vector<std::string>& args,
+bool OrvSimDemo::step(OrvCliSession& session, const std::string& title, const std::vector<std::string>& args,
                       std::vector<unsigned char>* answer)
 {
     out << "\n== " << ++stepNumber << ". " << title << " ==\n";
@@ -82,7 +82,7 @@ bool OrvCliDemo::step(OrvCliSession& session, const std::string& title, const st
     return check(status == OrvCliResult::kExitOk, title + " succeeded");
 }
 
-bool OrvCliDemo::waitForRoute(OrvCloudSimulator& simulator, const std::string& route, int& status)
+bool OrvSimDemo::waitForRoute(OrvCloudSimulator& simulator, const std::string& route, int& status)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     while (std::chrono::steady_clock::now() < deadline) {
@@ -97,7 +97,7 @@ bool OrvCliDemo::waitForRoute(OrvCloudSimulator& simulator, const std::string& r
     return false;
 }
 
-int OrvCliDemo::run(int timeout, bool keepFiles)
+int OrvSimDemo::run(int timeout, bool keepFiles)
 {
     timeoutMs = timeout;
     const auto started = std::chrono::steady_clock::now();
