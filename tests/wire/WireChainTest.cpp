@@ -42,16 +42,16 @@ TEST_F(WireChainTest, EveryCommandSendsTheRecordedBytes)
     openKit(prefs);
 
     const struct { unsigned long code; Bytes data; unsigned long result; } chain[] = {
-        {CMD_LOGIN, loginBlock(7, {"M\xC3\xA9", "D\xE9", "driver\xC3\xA9", "p\xC3\xA4ss w&rd"}), MSG_LOGIN_RESULT},
+        {CMD_LOGIN, OrvKitCommands::loginBlock(7, "M\xC3\xA9", "D\xE9", "driver\xC3\xA9", "p\xC3\xA4ss w&rd"), MSG_LOGIN_RESULT},
         {CMD_GET_INFO_SUMMARY, {0}, MSG_INFO_SUMMARY_RESULT},
-        {CMD_GET_SPOTS, words({1, 2, 20, 0xFFFF}), MSG_SPOTS_RESULT},
-        {CMD_GET_SPOTS, words({3, 0, 0xFFFF, 0}), MSG_SPOTS_RESULT},
+        {CMD_GET_SPOTS, OrvKitCommands::pageBlock(1, 2, 20, 0xFFFF), MSG_SPOTS_RESULT},
+        {CMD_GET_SPOTS, OrvKitCommands::pageBlock(3, 0, 0xFFFF, 0), MSG_SPOTS_RESULT},
         {CMD_GET_SPOT_DETAIL, {0}, 0},
-        {CMD_GET_FOLDERS, words({4, 1, 10, 7}), MSG_FOLDERS_RESULT},
+        {CMD_GET_FOLDERS, OrvKitCommands::pageBlock(4, 1, 10, 7), MSG_FOLDERS_RESULT},
         {CMD_GET_DESTINATIONS, {0}, MSG_DESTINATIONS_RESULT},
         {CMD_DELETE_DESTINATION, bytesOf("\xE9/x y"), MSG_DELETE_DESTINATION_RESULT},
         {CMD_GET_PLANS_SUMMARY, {0}, 0},
-        {CMD_GET_PLANS, words({5}), MSG_PLANS_RESULT},
+        {CMD_GET_PLANS, Bytes{0, 5}, MSG_PLANS_RESULT},
         {CMD_DELETE_PLANS, {0}, MSG_DELETE_PLANS_RESULT},
         {CMD_GET_GENRES, {0}, 0},
         {CMD_GET_CERTIFICATE, {0}, MSG_CERTIFICATE_RESULT},
