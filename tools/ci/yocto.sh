@@ -35,7 +35,7 @@ fi
 build=${ORVKIT_YOCTO_BUILD_DIR:-$root/build/yocto}
 case "$build" in /*) ;; *) build="$root/$build" ;; esac
 image=$build/image
-map="-ffile-prefix-map=$root=/usr/src/debug/orvkit -ffile-prefix-map=$build=/usr/src/debug/orvkit/build"
+flags="-ffile-prefix-map=$root=/usr/src/debug/orvkit -ffile-prefix-map=$build=/usr/src/debug/orvkit/build -Wno-psabi"
 
 echo "== armhf cross build through the toolchain file only"
 rm -f "$build/CMakeCache.txt"
@@ -45,7 +45,7 @@ env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME="$HOME" \
     -DORVKIT_ARMHF_SYSROOT="$sysroot" \
     -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_LIBDIR=lib \
-    -DCMAKE_CXX_FLAGS="$map" \
+    -DCMAKE_CXX_FLAGS="$flags" \
     -DORVKIT_BUILD_TESTS=OFF -DORVKIT_BUILD_TOOLS=ON -DCMAKE_INSTALL_RPATH= >/dev/null
 env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME="$HOME" cmake --build "$build" -j2 >/dev/null
 grep -q '^CMAKE_CXX_COMPILER:.*arm-linux-gnueabihf-g++' "$build/CMakeCache.txt" || fail "the compiler did not come from the toolchain"
