@@ -48,7 +48,8 @@ env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME="$HOME" \
     -DCMAKE_CXX_FLAGS="$flags" \
     -DORVKIT_BUILD_TESTS=OFF -DORVKIT_BUILD_TOOLS=ON -DCMAKE_INSTALL_RPATH= >/dev/null
 env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME="$HOME" cmake --build "$build" -j2 >/dev/null
-grep -q '^CMAKE_CXX_COMPILER:.*arm-linux-gnueabihf-g++' "$build/CMakeCache.txt" || fail "the compiler did not come from the toolchain"
+grep -qs 'set(CMAKE_CXX_COMPILER ".*arm-linux-gnueabihf-g++")' "$build"/CMakeFiles/*/CMakeCXXCompiler.cmake \
+  || fail "the compiler did not come from the toolchain"
 ! grep -qE '_EXITCODE|RUN_RESULT' "$build/CMakeCache.txt" || fail "the configure step ran a try_run"
 rm -rf "$image"
 DESTDIR=$image cmake --install "$build" >/dev/null
