@@ -71,6 +71,16 @@ QString protocolText(QSsl::SslProtocol protocol)
     }
 }
 
+// Set on the manager while a transport failure waits for the replies still
+// running to end before its connections are dropped.
+const char* const kConnectionsSuspect = "orvkitConnectionsSuspect";
+
+// Network and proxy layer errors: the link, not the server's answer.
+bool isTransportFailure(unsigned int errorCode, bool timedOut)
+{
+    return timedOut || (errorCode >= QNetworkReply::ConnectionRefusedError && errorCode <= QNetworkReply::UnknownProxyError);
+}
+
 // One event, one line.
 QString quoted(QString text)
 {
@@ -353,6 +363,28 @@ void OrvQtHttpRequest::releaseReply()
     reply = nullptr;
 }
 
+void OrvQtHttpRequest::dropConnectionsIfSuspect(bool transportFailure) const
+{
+    if (transportFailure)
+        manager->setProperty(kConnectionsSuspect, true);
+    else if (!manager->property(kConnectionsSuspect).toBool())
+        return;
+    // Dropping the connections ends the manager's network thread, and with it
+    // every reply still running: they go first.
+    const QList<QNetworkReply*> replies = manager->findChildren<QNetworkReply*>(QString(), Qt::FindDirectChildrenOnly);
+    const auto running = std::count_if(replies.begin(), replies.end(), [](const QNetworkReply* r) { return r->isRunning(); });
+    if (running > 0) {
+        if (transportFailure)
+            qCInfo(lcOrvHttp).noquote()
+                << QStringLiteral("connections kept while %1 other requests run; dropped when they end").arg(running);
+        return;
+    }
+    manager->clearConnectionCache();
+    manager->setProperty(kConnectionsSuspect, QVariant());
+    qCInfo(lcOrvHttp).noquote() << QStringLiteral("connections dropped after a transport failure; "
+                                                  "the next request opens a new one");
+}
+
 void OrvQtHttpRequest::slotFinished()
 {
     status = STATUS_FINISHED;
@@ -392,6 +424,7 @@ void OrvQtHttpRequest::slotFinished()
         logOutcome(errorCode, httpStatus, body.size(), retry);
 
     releaseReply();
+    dropConnectionsIfSuspect(!canceled && isTransportFailure(errorCode, timedOut));
 
     if (canceled) {
         if (listener != nullptr) {

@@ -130,6 +130,11 @@ private:
     Q_DISABLE_COPY(OrvQtHttpRequest)
 
     void releaseReply();
+    // After a transport failure a connection of the manager may be dead (a
+    // TLS handshake that never ends is kept and handed the next request to
+    // its origin): the manager's connections are dropped as soon as none of
+    // its replies is running.
+    void dropConnectionsIfSuspect(bool transportFailure) const;
     void logOutcome(unsigned int errorCode, unsigned int httpStatus, size_t bytes, bool retry) const;
 
     QtHttpRequestListener* listener;

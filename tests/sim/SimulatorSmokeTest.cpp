@@ -37,7 +37,7 @@ TEST(SimulatorFaultSpec, ParsesTheCommandLineForms)
         {"summary=503", "summary=503"},
         {"spots=delay=250,500:E5001001", "spots=500:E5001001,delay=250"},
         {"login=404:-", "login=404:-"},
-        {"shadow=times=2,drop", "shadow=drop,times=2"},
+        {"shadow=times=2,drop", "shadow=drop,times=2"}, {"*=dead=12000", "*=dead=12000"}, {"summary=dead=0", ""},
         {"nowhere=500", ""}, {"summary", ""}, {"summary=99", ""}, {"summary=delay=x", ""}, {"summary=times=3", ""},
     };
     for (const auto& c : cases) {
@@ -137,6 +137,31 @@ TEST_F(SimulatorSmokeTest, FaultsAnswerWithTheirStatusDropOrWaitThenGoAway)
     ASSERT_FALSE(log.empty());
     EXPECT_EQ(log.back().route, "genres");
     EXPECT_EQ(std::count_if(log.begin(), log.end(), [](const OrvCloudSimulator::RequestRecord& r) { return r.status == 0; }), 1);
+}
+
+// While the link is dead, a request on an open connection and a new
+// connection's TLS handshake get nothing, not even a close; then it is back.
+TEST_F(SimulatorSmokeTest, DeadLinkSwallowsConnectionsForAWhile)
+{
+    const std::string genres = "/api/navi/info/v1/genres?" + kIdentity;
+    const std::string origin = simulator.origins().apiServerOrigin;
+    httplib::SSLClient client("127.0.0.1", std::stoi(origin.substr(origin.rfind(':') + 1)));
+    client.enable_server_certificate_verification(false);
+    client.set_keep_alive(true);
+    client.set_connection_timeout(0, 300000);
+    client.set_read_timeout(0, 300000);
+    ASSERT_EQ(outcome(get(genres, &client)), "200 ");
+    ASSERT_TRUE(simulator.addFault("genres=dead=3000"));
+    const auto started = std::chrono::steady_clock::now();
+    EXPECT_EQ(outcome(get(genres, &client)), "none") << "a request on the open connection";
+    // The handshake does not name its route yet: a new connection to the same server dies too.
+    EXPECT_EQ(outcome(get("/api/navi/info/v1/summary?" + kIdentity, &client)), "none") << "a new connection";
+    ASSERT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(3000)) << "too slow to tell";
+    std::string back;
+    for (int tries = 0; tries < 50 && back != "200 "; ++tries)
+        back = outcome(get(genres, &client));
+    EXPECT_EQ(back, "200 ");
+    EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(3000));
 }
 
 } // namespace

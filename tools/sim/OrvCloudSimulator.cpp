@@ -12,10 +12,12 @@
 #include <openssl/ssl.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 namespace {
@@ -246,13 +248,19 @@ bool OrvCloudSimulator::start(const Options& options, std::string* error)
     deviceTls.requireClientCertificate = false;
     for (int env = 0; env < 2; ++env) {
         const Environment environment = static_cast<Environment>(env);
-        apiEndpoints[env].reset(new OrvHttpsEndpoint([tls](SSL_CTX& ctx) { return OrvPki::configureServer(ctx, tls); }));
+        apiEndpoints[env].reset(new OrvHttpsEndpoint([this, tls](SSL_CTX& ctx) {
+            SSL_CTX_set_client_hello_cb(&ctx, &OrvCloudSimulator::onClientHello, &serverKinds[0]);
+            return OrvPki::configureServer(ctx, tls);
+        }));
         installApi(apiEndpoints[env]->server(), environment);
         if (!apiEndpoints[env]->start(apiPorts[env], message)) {
             return failWith(message);
         }
         shadowEndpoints[env].reset(
-            new OrvHttpsEndpoint([deviceTls](SSL_CTX& ctx) { return OrvPki::configureServer(ctx, deviceTls); }));
+            new OrvHttpsEndpoint([this, deviceTls](SSL_CTX& ctx) {
+                SSL_CTX_set_client_hello_cb(&ctx, &OrvCloudSimulator::onClientHello, &serverKinds[1]);
+                return OrvPki::configureServer(ctx, deviceTls);
+            }));
         shadowEndpoints[env]->server().set_payload_max_length(128 * 1024);
         installShadow(shadowEndpoints[env]->server(), environment);
         if (!shadowEndpoints[env]->start(shadowPorts[env], message)) {
@@ -311,7 +319,53 @@ bool OrvCloudSimulator::addFault(const std::string& rule, std::string* error)
 void OrvCloudSimulator::setFault(const std::string& route, const OrvSimFault& fault)
 {
     std::lock_guard<std::mutex> lock(stateMutex);
-    faults[route] = fault;
+    OrvSimFault& stored = faults[route] = fault;
+    stored.deadUntil = std::chrono::steady_clock::now() + std::chrono::milliseconds(fault.deadMs);
+}
+
+int OrvCloudSimulator::onClientHello(SSL* ssl, int*, void* arg)
+{
+    const ServerKind* kind = static_cast<const ServerKind*>(arg);
+    if (!kind->simulator->linkDead(kind->shadow)) {
+        return SSL_CLIENT_HELLO_SUCCESS;
+    }
+    kind->simulator->swallowUntilClosed(SSL_get_fd(ssl));
+    return SSL_CLIENT_HELLO_ERROR;
+}
+
+bool OrvCloudSimulator::linkDead(bool shadowServer) const
+{
+    std::lock_guard<std::mutex> lock(stateMutex);
+    const auto now = std::chrono::steady_clock::now();
+    return std::any_of(faults.begin(), faults.end(), [&](const std::pair<const std::string, OrvSimFault>& rule) {
+        return rule.second.deadMs > 0 && now < rule.second.deadUntil &&
+               (rule.first == "*" || OrvSimFault::isShadowRoute(rule.first) == shadowServer);
+    });
+}
+
+void OrvCloudSimulator::swallowUntilClosed(int socket) const
+{
+    char buffer[4096];
+    for (;;) {
+        {
+            std::lock_guard<std::mutex> lock(stateMutex);
+            if (stopRequested) {
+                return;
+            }
+        }
+        pollfd one{socket, POLLIN, 0};
+        const int ready = ::poll(&one, 1, 100);
+        if (ready < 0 && errno != EINTR) {
+            return;
+        }
+        if (ready <= 0) {
+            continue;
+        }
+        const ssize_t got = ::recv(socket, buffer, sizeof buffer, MSG_DONTWAIT);
+        if (got == 0 || (got < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR)) {
+            return;
+        }
+    }
 }
 
 bool OrvCloudSimulator::removeFault(const std::string& route)
@@ -435,6 +489,13 @@ OrvCloudSimulator::FaultOutcome OrvCloudSimulator::applyFault(const std::string&
         }
         fault = found->second;
         fired = found->first + "=" + fault.text();
+        if (fault.deadMs > 0 && std::chrono::steady_clock::now() >= fault.deadUntil) {
+            fault.deadMs = 0; // the link is back
+            if (fault.isEmpty()) {
+                fired.clear();
+                return FaultOutcome::None;
+            }
+        }
         if (found->second.times > 0 && --found->second.times == 0) {
             faults.erase(found);
         }
@@ -442,6 +503,11 @@ OrvCloudSimulator::FaultOutcome OrvCloudSimulator::applyFault(const std::string&
             stopping.wait_for(lock, std::chrono::milliseconds(fault.delayMs), [this] { return stopRequested; })) {
             return FaultOutcome::Dropped;
         }
+    }
+    if (fault.deadMs > 0) {
+        swallowUntilClosed(request.ssl != nullptr ? SSL_get_fd(request.ssl) : -1);
+        response.status = 500;
+        return FaultOutcome::Dropped;
     }
     if (fault.drop) {
         // Part of an answer goes out first: a client may silently resend a request whose

@@ -20,6 +20,7 @@ struct Response;
 class Server;
 } // namespace httplib
 
+typedef struct ssl_st SSL;
 class OrvSimAccounts;
 class OrvSimDataSet;
 class OrvHttpsEndpoint;
@@ -126,6 +127,16 @@ private:
     void addRoute(httplib::Server& server, Environment environment, const char* route, const char* method,
                   const char* pattern, Handler handler);
     enum class FaultOutcome { None, Answered, Dropped };
+    // Argument of the TLS callback that swallows handshakes while a link is dead.
+    struct ServerKind
+    {
+        OrvCloudSimulator* simulator;
+        bool shadow;
+    };
+    static int onClientHello(SSL* ssl, int* alert, void* arg);
+    bool linkDead(bool shadowServer) const;
+    // Reads and drops what the client sends until it closes or the simulator stops.
+    void swallowUntilClosed(int socket) const;
     FaultOutcome applyFault(const std::string& route, const httplib::Request& request, httplib::Response& response,
                             std::string& fired);
     std::string requester(Environment environment, const std::string& route, const httplib::Request& request) const;
@@ -147,6 +158,7 @@ private:
     std::unique_ptr<OrvSimShadowStore> shadows[2];
     std::unique_ptr<OrvHttpsEndpoint> apiEndpoints[2];
     std::unique_ptr<OrvHttpsEndpoint> shadowEndpoints[2];
+    ServerKind serverKinds[2] = {{this, false}, {this, true}};
     std::function<void(const RequestRecord&)> onRequest;
     bool running;
 

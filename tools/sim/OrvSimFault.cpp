@@ -35,6 +35,8 @@ bool OrvSimFault::isRoute(const std::string& route)
     return route == "*" || std::find(routes().begin(), routes().end(), route) != routes().end();
 }
 
+bool OrvSimFault::isShadowRoute(const std::string& route) { return route == "shadow" || route == "shadow-get"; }
+
 std::string OrvSimFault::usualCode(int status)
 {
     switch (status) {
@@ -60,6 +62,9 @@ std::string OrvSimFault::text() const
     if (drop) {
         add("drop");
     }
+    if (deadMs > 0) {
+        add("dead=" + std::to_string(deadMs));
+    }
     if (times > 0) {
         add("times=" + std::to_string(times));
     }
@@ -70,7 +75,7 @@ bool OrvSimFault::parse(const std::string& text, std::string& route, OrvSimFault
 {
     const size_t equals = text.find('=');
     if (equals == std::string::npos) {
-        error = "expected ROUTE=STATUS[:CODE][,delay=MS][,drop][,times=N]: " + text;
+        error = "expected ROUTE=STATUS[:CODE][,delay=MS][,drop][,dead=MS][,times=N]: " + text;
         return false;
     }
     OrvSimFault result;
@@ -93,6 +98,11 @@ bool OrvSimFault::parse(const std::string& text, std::string& route, OrvSimFault
         } else if (item.compare(0, 6, "delay=") == 0) {
             if (!toNumber(item.substr(6), 0, 600000, result.delayMs)) {
                 error = "bad delay in \"" + item + "\"";
+                return false;
+            }
+        } else if (item.compare(0, 5, "dead=") == 0) {
+            if (!toNumber(item.substr(5), 1, 600000, result.deadMs)) {
+                error = "bad dead time in \"" + item + "\"";
                 return false;
             }
         } else if (item.compare(0, 6, "times=") == 0) {

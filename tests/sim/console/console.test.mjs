@@ -164,6 +164,14 @@ async function main() {
   await page.waitForSelector('#faults li', { state: 'detached', timeout: WAIT_MS });
   check(runCli(origins, saveDir, [...login, '--', 'summary']) === 0, 'with the rule removed on the page the summary succeeds again');
 
+  // A dead link for a while is set like any rule and goes with it.
+  await page.fill('#fault-rule', '*=dead=60000');
+  await page.click('#fault-add');
+  await page.waitForSelector('#faults li[data-route="*"]', { timeout: WAIT_MS });
+  check((await page.textContent('#faults li .rule')) === '*=dead=60000', 'the page lists the dead-link rule it added');
+  await page.click('#faults li[data-route="*"] button.remove');
+  await page.waitForSelector('#faults li', { state: 'detached', timeout: WAIT_MS });
+
   // Bad input to the API: a clear 4xx with a reason, and nothing changes.
   const before = await (await api('faults')).text();
   const big = JSON.stringify({ rule: 'summary=500', padding: 'x'.repeat(64 * 1024) });
