@@ -5,19 +5,16 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
+class OrvHttpsEndpoint;
 class TestPki;
-namespace httplib {
-class SSLServer;
-}
 
-// The server of the POST benchmarks, on 127.0.0.1, TLS 1.2 only. Like the
-// cloud's front ends it reads a request's whole body before it answers; it
-// writes with TCP_NODELAY, so that no delay of its own adds to the
-// client's, and keeps connections open for the whole run.
+// The server of the POST benchmarks: the shared HTTPS endpoint (127.0.0.1,
+// TLS 1.2 only, TCP_NODELAY), keeping connections open for the whole run.
+// Like the cloud's front ends it reads a request's whole body before it
+// answers.
 class BenchPostServer
 {
 public:
@@ -42,9 +39,7 @@ public:
     void clearRequests();
 
 private:
-    std::unique_ptr<httplib::SSLServer> server;
-    std::thread thread;
-    int port = 0;
+    std::unique_ptr<OrvHttpsEndpoint> endpoint;
     std::map<std::string, std::string> routes;
     mutable std::mutex mutex;
     std::vector<Request> requests;

@@ -7,9 +7,11 @@ include(GNUInstallDirs)
 add_library(orvkit_objects OBJECT)
 target_include_directories(orvkit_objects PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
-  $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
-  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
-target_link_libraries(orvkit_objects PUBLIC Qt5::Core Qt5::Network)
+  $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>)
+# Internal headers ("service/...", "util/...") for the library's own sources;
+# the white-box archive below passes them on.
+target_include_directories(orvkit_objects PRIVATE ${PROJECT_SOURCE_DIR})
+target_link_libraries(orvkit_objects PUBLIC ${ORVKIT_QT_LIBRARIES} ${ORVKIT_QT_PRIVATE_LIBRARIES})
 target_compile_definitions(orvkit_objects PRIVATE OrvKit_EXPORTS QT_NO_KEYWORDS)
 orvkit_set_warnings(orvkit_objects)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/OrvKitEndpointDefaults.h.in
@@ -48,7 +50,7 @@ target_link_libraries(orvkit_objects PUBLIC Threads::Threads rt)
 
 add_library(OrvKit SHARED $<TARGET_OBJECTS:orvkit_objects> ${orvkit_framework_objects})
 add_library(OrvKit::OrvKit ALIAS OrvKit)
-target_link_libraries(OrvKit PUBLIC Qt5::Core Qt5::Network PRIVATE Threads::Threads rt)
+target_link_libraries(OrvKit PUBLIC ${ORVKIT_QT_LIBRARIES} PRIVATE ${ORVKIT_QT_PRIVATE_LIBRARIES} Threads::Threads rt)
 if(ORVKIT_USE_PLATFORM_FRAMEWORK)
   target_link_libraries(OrvKit PUBLIC ${ORVKIT_PLATFORM_FRAMEWORK_LIBRARIES})
 endif()
@@ -58,6 +60,7 @@ target_include_directories(OrvKit PUBLIC
   ${orvkit_framework_includes}
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/OrvKit>)
 set_target_properties(OrvKit PROPERTIES
+  OUTPUT_NAME ${ORVKIT_NAME}
   VERSION ${PROJECT_VERSION}
   SOVERSION ${PROJECT_VERSION_MAJOR}
   LINK_FLAGS "-Wl,--no-undefined")
@@ -67,5 +70,6 @@ set_target_properties(OrvKit PROPERTIES
 if(NOT ORVKIT_USE_PLATFORM_FRAMEWORK)
   add_library(orvkit_internal STATIC $<TARGET_OBJECTS:orvkit_objects> ${orvkit_framework_objects})
   target_link_libraries(orvkit_internal PUBLIC orvkit_objects orvkit_vxframework_host)
+  target_include_directories(orvkit_internal PUBLIC ${PROJECT_SOURCE_DIR})
 endif()
 include(OrvKitInstall)

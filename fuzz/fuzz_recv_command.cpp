@@ -137,8 +137,8 @@ bool isEmpty(const Message& message, unsigned long id)
 }
 
 // The whole answer to one command against an origin that refuses.
-bool answeredAsSpecified(unsigned long code, const Bytes& data, const OrvAccessoryInfo& identity,
-                         const std::vector<Message>& got)
+bool answeredExactly(unsigned long code, const Bytes& data, const OrvAccessoryInfo& identity,
+                     const std::vector<Message>& got)
 {
     const size_t n = got.size();
     if (code == CMD_LOGIN) {
@@ -181,12 +181,12 @@ void runCommand(unsigned long code, const Bytes& data)
         settle();
         got = harness->listener.received();
     });
-    if (!answeredAsSpecified(code, data, identity, got)) {
+    if (!answeredExactly(code, data, identity, got)) {
         std::fprintf(stderr, "command 0x%lx with %zu bytes answered:\n", code, data.size());
         for (const Message& message : got)
             std::fprintf(stderr, "  0x%lx, %zu bytes%s%02x\n", message.id, message.payload.size(),
                          message.payload.size() == 1 ? ": " : "", message.payload.empty() ? 0 : message.payload[0]);
-        fuzzCheck(false, "each command gets exactly its specified answer");
+        fuzzCheck(false, "each command gets exactly its own answer");
     }
 }
 

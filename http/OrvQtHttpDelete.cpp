@@ -17,8 +17,9 @@ void OrvQtHttpDelete::execute()
     QUrl target = makeUrl();
     applyQuery(target);
     QNetworkRequest request(target);
-    applyCacheControl(request);
+    applyAttributes(request);
     applyHeaders(request);
+    applyHeaderTail(request, -1);
     request.setSslConfiguration(makeSslConfiguration());
     startReply(getManager()->deleteResource(request));
 }

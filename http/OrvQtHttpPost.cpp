@@ -17,7 +17,7 @@ void OrvQtHttpPost::execute()
         return;
     }
     QNetworkRequest request(makeUrl());
-    applyCacheControl(request);
+    applyAttributes(request);
     // Set before the raw headers so that a "Content-Type" property wins.
     request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArray("application/x-www-form-urlencoded"));
     applyHeaders(request);
@@ -31,7 +31,7 @@ void OrvQtHttpPost::execute2(const QSslConfiguration& config)
         return;
     }
     QNetworkRequest request(makeUrl());
-    applyCacheControl(request);
+    applyAttributes(request);
     applyHeaders(request);
     QSslConfiguration copy(config);
     applySslConfigurationHook(copy);
@@ -60,5 +60,7 @@ QByteArray OrvQtHttpPost::makeBody() const
 
 void OrvQtHttpPost::post(QNetworkRequest& request)
 {
-    startReply(getManager()->post(request, makeBody()));
+    const QByteArray body = makeBody();
+    applyHeaderTail(request, body.size());
+    startReply(getManager()->post(request, body));
 }

@@ -1,6 +1,9 @@
 #include "http/OrvQtHttpRequest.h"
 
 #include "http/QtHttpRequestListener.h"
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+#include "http/OrvHttpInflater.h"
+#endif
 #include "util/OrvHttpUtils.h"
 #include "util/OrvLogging.h"
 
@@ -55,6 +58,11 @@ QString proxyInUse(const QNetworkAccessManager* manager, const QUrl& url)
     return QStringLiteral("via proxy %1:%2").arg(proxy.hostName()).arg(proxy.port());
 }
 
+// Qt 6 still has the TLS 1.0 and 1.1 names, marked deprecated; the kit
+// offers them when asked to, as it does on Qt 5.
+QT_WARNING_PUSH
+QT_WARNING_DISABLE_DEPRECATED
+
 QString protocolText(QSsl::SslProtocol protocol)
 {
     switch (protocol) {
@@ -71,6 +79,8 @@ QString protocolText(QSsl::SslProtocol protocol)
     }
 }
 
+QT_WARNING_POP
+
 // Set on the manager while a transport failure waits for the replies still
 // running to end before its connections are dropped.
 const char* const kConnectionsSuspect = "orvkitConnectionsSuspect";
@@ -79,14 +89,6 @@ const char* const kConnectionsSuspect = "orvkitConnectionsSuspect";
 bool isTransportFailure(unsigned int errorCode, bool timedOut)
 {
     return timedOut || (errorCode >= QNetworkReply::ConnectionRefusedError && errorCode <= QNetworkReply::UnknownProxyError);
-}
-
-// One event, one line.
-QString quoted(QString text)
-{
-    text.replace(QLatin1Char('\n'), QLatin1Char(' '));
-    text.replace(QLatin1Char('\r'), QLatin1Char(' '));
-    return QLatin1Char('"') + text + QLatin1Char('"');
 }
 
 } // namespace
@@ -203,10 +205,21 @@ void OrvQtHttpRequest::setSslConfigurationHook(SslConfigurationHook hook)
     sslConfigurationHook = std::move(hook);
 }
 
+QT_WARNING_PUSH
+QT_WARNING_DISABLE_DEPRECATED
 QSsl::SslProtocol OrvQtHttpRequest::toQtProtocol(eSslProtocol protocol)
 {
     switch (protocol) {
-#if QT_DEPRECATED_SINCE(5, 15)
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    // Qt 6 has no SSL 2 or 3 at all; a protocol it does not know fails the
+    // handshake before anything is sent, as SSL 2 and 3 do with Qt 5's
+    // OpenSSL. "TLS 1 or SSL 3" takes TLS 1.0 and later there, as here.
+    case SSL_PROTOCOL_SSLV2:
+    case SSL_PROTOCOL_SSLV3:
+        return QSsl::UnknownProtocol;
+    case SSL_PROTOCOL_TLSV1_SSLV3:
+        return QSsl::TlsV1_0OrLater;
+#elif QT_DEPRECATED_SINCE(5, 15)
     case SSL_PROTOCOL_SSLV2:
         return QSsl::SslV2;
     case SSL_PROTOCOL_SSLV3:
@@ -233,6 +246,7 @@ QSsl::SslProtocol OrvQtHttpRequest::toQtProtocol(eSslProtocol protocol)
         return QSsl::SecureProtocols;
     }
 }
+QT_WARNING_POP
 
 void OrvQtHttpRequest::execute2(const QSslConfiguration& config)
 {
@@ -269,9 +283,13 @@ void OrvQtHttpRequest::applyQuery(QUrl& target) const
     target.setQuery(query);
 }
 
-void OrvQtHttpRequest::applyCacheControl(QNetworkRequest& request)
+void OrvQtHttpRequest::applyAttributes(QNetworkRequest& request)
 {
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+#endif
 }
 
 void OrvQtHttpRequest::applyHeaders(QNetworkRequest& request) const
@@ -279,6 +297,38 @@ void OrvQtHttpRequest::applyHeaders(QNetworkRequest& request) const
     for (const auto& header : requestProperties) {
         request.setRawHeader(QByteArray(header.first.c_str()), QByteArray(header.second.c_str()));
     }
+}
+
+void OrvQtHttpRequest::applyHeaderTail(QNetworkRequest& request, qint64 contentLength) const
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    // Qt adds "Content-Length" and "Connection" after the raw headers and
+    // then, when none is set, "Accept-Encoding". Qt 6 would ask for "zstd,
+    // br, gzip, deflate" and decode the answer itself; the kit asks as Qt 5
+    // does, so it names all three itself to keep Qt 5's order.
+    if (!inflatesAnswers())
+        return;
+    if (contentLength >= 0)
+        request.setHeader(QNetworkRequest::ContentLengthHeader, contentLength);
+    request.setRawHeader(QByteArrayLiteral("Connection"), QByteArrayLiteral("Keep-Alive"));
+    request.setRawHeader(QByteArrayLiteral("Accept-Encoding"), QByteArrayLiteral("gzip, deflate"));
+#else
+    (void)request;
+    (void)contentLength;
+#endif
+}
+
+bool OrvQtHttpRequest::inflatesAnswers() const
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    // A caller that names an encoding gets the answer as it comes, as with Qt 5.
+    for (const auto& header : requestProperties)
+        if (qstricmp(header.first.c_str(), "Accept-Encoding") == 0)
+            return false;
+    return true;
+#else
+    return false;
+#endif
 }
 
 QSslConfiguration OrvQtHttpRequest::makeSslConfiguration() const
@@ -332,12 +382,12 @@ void OrvQtHttpRequest::logOutcome(unsigned int errorCode, unsigned int httpStatu
     if (errorCode == REDIRECT_ERROR) {
         const QUrl target = reply->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl();
         line += QStringLiteral(" redirect to %1 not followed")
-                    .arg(quoted(originAndPath(reply->url().resolved(target))));
+                    .arg(orvQuotedLogText(originAndPath(reply->url().resolved(target))));
     } else if (errorCode != 0) {
         // Qt's text may quote the whole URL; the query stays out here too.
         QString text = reply->errorString();
         text.replace(reply->url().toString(), originAndPath(reply->url()));
-        line += QLatin1Char(' ') + quoted(text);
+        line += QLatin1Char(' ') + orvQuotedLogText(text);
     }
     // Qt says no more than "SSL handshake failed"; what was offered narrows it down.
     if (errorCode == QNetworkReply::SslHandshakeFailedError)
@@ -416,6 +466,19 @@ void OrvQtHttpRequest::slotFinished()
         }
     }
 
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    // What Qt 5 would have decoded on its own; a broken or oversized stream
+    // fails as a broken answer does there.
+    if (!body.empty() && inflatesAnswers() &&
+        OrvHttpInflater::handles(reply->rawHeader(QByteArrayLiteral("Content-Encoding")).toStdString()) &&
+        !OrvHttpInflater::inflate(body)) {
+        qCInfo(lcOrvHttp).noquote() << QStringLiteral("request %1 %2: compressed answer of %3 B not decodable")
+                                           .arg(methodName(reply->operation()), originAndPath(reply->url()))
+                                           .arg(body.size());
+        body.clear();
+        errorCode = QNetworkReply::ProtocolFailure;
+    }
+#endif
     const QVariant statusAttribute = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     const unsigned int httpStatus = statusAttribute.isValid() ? statusAttribute.toUInt() : 0;
     const bool retry = !canceled && shouldRetry(errorCode, httpStatus) &&
@@ -460,7 +523,7 @@ void OrvQtHttpRequest::slotSslErrors(const QList<QSslError>& errors)
     if (reply != nullptr && lcOrvHttp().isInfoEnabled()) {
         QStringList texts;
         for (const QSslError& error : errors)
-            texts << QString::number(static_cast<int>(error.error())) + QLatin1Char(' ') + quoted(error.errorString());
+            texts << QString::number(static_cast<int>(error.error())) + QLatin1Char(' ') + orvQuotedLogText(error.errorString());
         qCInfo(lcOrvHttp).noquote() << QStringLiteral("request %1 %2 TLS errors %3: %4")
                                            .arg(methodName(reply->operation()), originAndPath(reply->url()),
                                                 ignoreSslError ? QStringLiteral("ignored")

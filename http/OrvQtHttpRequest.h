@@ -111,10 +111,17 @@ protected:
     QUrl makeUrl() const;
     // Replaces the URL's query with the parameters, in key order.
     void applyQuery(QUrl& target) const;
-    // Never answered from the cache.
-    static void applyCacheControl(QNetworkRequest& request);
+    // Never answered from the cache. On Qt 6 also what Qt 5 does by itself:
+    // HTTP/1.1 only, even when the server offers HTTP/2, and redirects left
+    // to the kit.
+    static void applyAttributes(QNetworkRequest& request);
     // Raw headers in key order.
     void applyHeaders(QNetworkRequest& request) const;
+    // Last, after applyHeaders: on Qt 6 the headers that Qt 5 adds by itself
+    // where Qt 6 would add others ("Accept-Encoding" as Qt 5 sends it, unless
+    // a property names it; the kit then inflates the answer). contentLength
+    // is the body's size, -1 without a body.
+    void applyHeaderTail(QNetworkRequest& request, qint64 contentLength) const;
     // Default configuration with the protocol of sslProtocol, then the hook.
     QSslConfiguration makeSslConfiguration() const;
     void applySslConfigurationHook(QSslConfiguration& config) const;
@@ -130,6 +137,7 @@ private:
     Q_DISABLE_COPY(OrvQtHttpRequest)
 
     void releaseReply();
+    bool inflatesAnswers() const;
     // After a transport failure a connection of the manager may be dead (a
     // TLS handshake that never ends is kept and handed the next request to
     // its origin): the manager's connections are dropped as soon as none of

@@ -6,8 +6,10 @@
 #include "util/OrvHttpUtils.h"
 #include "util/OrvLogging.h"
 
+#include <QCoreApplication>
 #include <QNetworkAccessManager>
 #include <QNetworkProxy>
+#include <QSslSocket>
 #include <QTextCodec>
 #include <QThread>
 #include <QUrl>
@@ -134,6 +136,7 @@ int OrvQtHandler::eventLoop()
         Q_EMIT signalClose();
 
     applyProxyFromEnvironment();
+    reportMissingTls();
 
     qCDebug(lcOrvKit) << "open: network manager and event thread made, commands connected; onOpenEnd";
     openEnd();
@@ -249,6 +252,18 @@ std::string OrvQtHandler::UrlEncoding(const std::string& text)
 void OrvQtHandler::EucToUtf8(const std::string& in, std::string& out) { convertEucToUtf8(in, out); }
 void OrvQtHandler::EucToUtf8(const std::vector<uint8_t>& in, std::string& out) { convertEucToUtf8(in, out); }
 void OrvQtHandler::EucToUtf8(const std::vector<uint8_t>& in, std::vector<uint8_t>& out) { convertEucToUtf8(in, out); }
+
+void OrvQtHandler::reportMissingTls()
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    // Qt 6 loads TLS from a plugin; without one every request fails as an
+    // unreachable server does (error 99), which alone would not say why.
+    if (QSslSocket::availableBackends().isEmpty())
+        qCWarning(lcOrvKit).noquote() << QStringLiteral("open: Qt found no TLS backend plugin (\"tls\" in %1); "
+                                                        "every request will fail")
+                                             .arg(QCoreApplication::libraryPaths().join(QStringLiteral(", ")));
+#endif
+}
 
 void OrvQtHandler::applyProxyFromEnvironment()
 {

@@ -65,6 +65,8 @@ public:
 
     // Installs the application-wide proxy named by "http_proxy", if any.
     static void applyProxyFromEnvironment();
+    // Logs, on Qt 6, when Qt has no TLS backend to offer.
+    static void reportMissingTls();
 
     QNetworkAccessManager* getNetworkManager() const { return networkManager; }
     QThread* getEventThread() const { return eventThread; }

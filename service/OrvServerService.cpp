@@ -91,7 +91,7 @@ void logResult(unsigned int context, unsigned int networkError, unsigned int htt
     if (failure != nullptr && !body.empty()) {
         const std::string code = errorCodeText(body);
         if (!code.empty())
-            line += QStringLiteral(" server code \"%1\"").arg(QString::fromStdString(code));
+            line += QStringLiteral(" server code ") + orvQuotedLogText(QString::fromStdString(code));
     }
     if (messageId == 0)
         line += QStringLiteral(" -> no message");

@@ -1,6 +1,8 @@
 // orvkit-cli run as a user runs it, against the simulator in this process:
 // what the client itself decides about a chain of subcommands.
 #include "OrvCloudSimulator.h"
+#include "TestHttpsServer.h"
+#include "TestPki.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +11,7 @@
 #include <QTemporaryDir>
 
 #include <fstream>
+#include <functional>
 #include <string>
 
 namespace {
@@ -20,11 +23,13 @@ struct Outcome
     std::string err;
 };
 
-// args: words separated by single spaces.
-Outcome run(const QString& args)
+// args: words separated by single spaces; whileRunning runs once the client has started.
+Outcome run(const QString& args, const std::function<void()>& whileRunning = std::function<void()>())
 {
     QProcess process;
     process.start(ORVKIT_CLI_PATH, args.split(' '));
+    if (whileRunning)
+        whileRunning();
     if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit) {
         process.kill();
         process.waitForFinished();
@@ -47,29 +52,46 @@ protected:
         std::ofstream(directory.filePath("ca.pem").toStdString()) << simulator.caCertificatePem();
     }
 
-    // With the simulator's origins and CA and a save directory of its own.
-    Outcome cli(const QString& args, const QString& save = "save")
+    // With the simulator's origins (the API's, unless given) and CA and a save directory of its own.
+    Outcome cli(const QString& args, const QString& save = "save", std::string api = std::string(),
+                const std::function<void()>& whileRunning = std::function<void()>())
     {
         const OrvCloudSimulator::Origins o = simulator.origins();
-        return run(QString::fromStdString("--auth " + o.authServerOrigin + " --api " + o.apiServerOrigin + " --cert " +
+        if (api.empty())
+            api = o.apiServerOrigin;
+        return run(QString::fromStdString("--auth " + o.authServerOrigin + " --api " + api + " --cert " +
                                           o.certificateOrigin + " --shadow " + o.deviceShadowOrigin) +
-                   " --ca-bundle " + directory.filePath("ca.pem") + " --save-dir " + directory.filePath(save) + " " + args);
+                       " --ca-bundle " + directory.filePath("ca.pem") + " --save-dir " + directory.filePath(save) + " " + args,
+                   whileRunning);
     }
 
     QTemporaryDir directory;
     OrvCloudSimulator simulator;
 };
 
-// The summary's failure comes after its time-out, while the destinations
-// wait for theirs: it must not be taken for the destinations' answer, and
-// the certificate after them still has the identity of the login.
+// The summary's failure comes after the client gave up on it, while the
+// destinations wait for theirs: it must not be taken for the destinations'
+// answer, and the certificate after them still has the identity of the login.
 TEST_F(OrvCliChainTest, LateAnswerAfterTimeOutReachesNoLaterCommand)
 {
-    ASSERT_TRUE(simulator.addFault("summary=500:E5001001,delay=3000"));
-    ASSERT_TRUE(simulator.addFault("destinations=delay=1200"));
-    const Outcome outcome = cli("--timeout 2000 --keep-going " + kLogin + " -- summary -- destinations -- certificate");
+    using Reply = TestHttpsServer::Reply;
+    TestPki pki;
+    TestHttpsServer api(TestHttpsServer::tls(pki));
+    ASSERT_TRUE(api.start());
+    std::ofstream(directory.filePath("ca.pem").toStdString(), std::ios::app) << pki.ca().certificatePem;
+    api.route("GET", "/api/navi/info/v1/summary",
+              Reply::held("summary", Reply::withStatus(500, R"({"error":{"code":"E5001001","message":"late"}})")));
+    api.route("GET", "/api/navi/bookmarks/v1/destinations",
+              Reply::held("destinations", Reply::ok(R"([{"id":"d1"},{"id":"d2"},{"id":"d3"}])")));
+    const Outcome outcome =
+        cli("--timeout 3000 --keep-going " + kLogin + " -- summary -- destinations -- certificate", "save",
+            api.origin(), [&api] {
+                EXPECT_TRUE(api.waitForRequests(2, 30000)) << "the destinations asked for after the summary";
+                api.release("summary");
+                api.release("destinations");
+            });
     EXPECT_EQ(outcome.exitCode, 3) << outcome.err;
-    EXPECT_NE(outcome.err.find("summary: no answer within 2000 ms"), std::string::npos) << outcome.err;
+    EXPECT_NE(outcome.err.find("summary: no answer within 3000 ms"), std::string::npos) << outcome.err;
     EXPECT_EQ(outcome.err.find("no answer within", outcome.err.find("no answer within") + 1), std::string::npos)
         << outcome.err;
     EXPECT_EQ(outcome.err.find("result code"), std::string::npos) << outcome.err;

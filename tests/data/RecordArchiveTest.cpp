@@ -4,9 +4,34 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
+#include <new>
 #include <vector>
 
 using namespace OrvKitDat;
+
+namespace {
+
+// Allocations left before the next one fails on this thread; -1 for never.
+thread_local long allocationsLeft = -1;
+thread_local bool allocationFailed = false;
+
+} // namespace
+
+void* operator new(std::size_t size)
+{
+    if (allocationsLeft == 0) {
+        allocationFailed = true;
+        throw std::bad_alloc();
+    }
+    if (allocationsLeft > 0)
+        --allocationsLeft;
+    if (void* memory = std::malloc(size != 0 ? size : 1))
+        return memory;
+    throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 
@@ -87,6 +112,30 @@ TYPED_TEST(RecordArchiveTest, DamagedArchiveKeepsWhatWasReadWhole)
         std::vector<uint8_t> patched = full;
         std::fill_n(patched.begin() + static_cast<long>(offset), 4, 0xFF);
         expectBounded<TypeParam>(patched);
+    }
+}
+
+// Memory that runs out at any allocation: serialize still answers true and
+// leaves the values written before it, unserialize answers true.
+TYPED_TEST(RecordArchiveTest, RunningOutOfMemoryStillAnswersTrue)
+{
+    const TypeParam source = filledRecord<TypeParam>(1, 2);
+    const std::vector<uint8_t> full = serialized(source);
+    allocationFailed = true;
+    for (long left = 0; allocationFailed; ++left) {
+        VxSerialization::Archive written;
+        VxSerialization::Archive reading(full.data(), full.size());
+        TypeParam target;
+        allocationFailed = false;
+        allocationsLeft = left;
+        const bool wrote = source.serialize(written);
+        allocationsLeft = left;
+        const bool read = target.unserialize(reading);
+        allocationsLeft = -1;
+        EXPECT_TRUE(wrote) << left;
+        EXPECT_TRUE(read) << left;
+        ASSERT_LE(written.size(), full.size()) << left;
+        EXPECT_TRUE(std::equal(written.bytes().begin(), written.bytes().end(), full.begin())) << left;
     }
 }
 

@@ -235,3 +235,19 @@ TYPED_TEST(ResponseRecordTest, CopyFromTakesOnlyItsOwnClass)
     ResponseBase root;
     EXPECT_FALSE(root.copyFrom(&source));
 }
+
+// expiration_date at the edges of its conversion, written out.
+TEST(AuthResponseExpiration, EdgesOfTheConversion)
+{
+    const std::pair<std::string, uint32_t> cases[] = {
+        {"-1", 0},           {"-0.5", 0},          {"0", 0},          {"12.9", 12},         {"4294967294", 4294967294u},
+        {"4294967294.5", 4294967295u}, {"1e10", 4294967295u}, {"\"7\"", 0}, {"null", 0},
+    };
+    for (const auto& c : cases) {
+        const std::string body = "{\"expiration_date\": " + c.first + "}";
+        AuthResponse record;
+        record.expirationDate = 99;
+        EXPECT_TRUE(record.fromJson(std::vector<uint8_t>(body.begin(), body.end()))) << c.first;
+        EXPECT_EQ(record.expirationDate, c.second) << c.first;
+    }
+}

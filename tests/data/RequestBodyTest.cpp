@@ -44,13 +44,18 @@ TEST(RequestBody, CarPositionsBodies)
     EXPECT_EQ(bodyOf(kFilledPosition), kFilledPositionBody);
 }
 
-// Texts go in unescaped, and the output replaces what out held.
+// Texts go in unescaped, empty ones too, and the output replaces what out held.
 TEST(RequestBody, CertificateRequestBodies)
 {
-    const CertificateRequest request = {"a\"b\\c", "D0001"};
-    std::vector<uint8_t> out = {1, 2, 3};
-    EXPECT_TRUE(request.makeJson(out));
-    EXPECT_EQ(std::string(out.begin(), out.end()), "{\"model\": \"a\"b\\c\",\"deviceNo\": \"D0001\"}");
+    const struct { CertificateRequest request; const char* body; } cases[] = {
+        {{"", ""}, "{\"model\": \"\",\"deviceNo\": \"\"}"},
+        {{"a\"b\\c", "D0001"}, "{\"model\": \"a\"b\\c\",\"deviceNo\": \"D0001\"}"},
+    };
+    for (const auto& c : cases) {
+        std::vector<uint8_t> out = {1, 2, 3};
+        EXPECT_TRUE(c.request.makeJson(out));
+        EXPECT_EQ(std::string(out.begin(), out.end()), c.body);
+    }
 }
 
 // The process-wide numeric locale switched to one with a decimal comma,

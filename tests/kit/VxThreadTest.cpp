@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <fstream>
 #include <mutex>
 #include <stdexcept>
@@ -17,13 +18,37 @@
 
 namespace {
 
+// Opens once; waiters go on from then on.
+struct Latch
+{
+    void open()
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        opened = true;
+        changed.notify_all();
+    }
+    bool wait()
+    {
+        std::unique_lock<std::mutex> lock(mutex);
+        return changed.wait_for(lock, std::chrono::seconds(30), [this] { return opened; });
+    }
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool opened = false;
+};
+
 // Keeps the debug output; count() tells how many lines hold a text.
 struct DbgCapture
 {
     DbgCapture()
     {
         VxHostDbgOutput::setQuiet(true);
-        VxHostDbgOutput::setSink([this](const std::string& text) { std::lock_guard<std::mutex> lock(mutex); lines.push_back(text); });
+        VxHostDbgOutput::setSink([this](const std::string& text) {
+            std::lock_guard<std::mutex> lock(mutex);
+            lines.push_back(text);
+            if (onTimeOut != nullptr && text.find("timed out") != std::string::npos)
+                onTimeOut->open();
+        });
     }
     ~DbgCapture()
     {
@@ -38,6 +63,7 @@ struct DbgCapture
     }
     std::mutex mutex;
     std::vector<std::string> lines;
+    Latch* onTimeOut = nullptr; // opened by a "timed out" line
 };
 
 struct Owner
@@ -47,6 +73,10 @@ struct Owner
     unsigned int MainProc()
     {
         tid = static_cast<unsigned int>(syscall(SYS_gettid));
+        if (running != nullptr) {
+            running->open();
+            release->wait();
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(sleepMs));
         if (behaviour == ThrowStd)
             throw std::runtime_error("boom");
@@ -59,6 +89,9 @@ struct Owner
     int sleepMs;
     std::atomic<bool> finalized{false};
     std::atomic<unsigned int> tid{0};
+    // Both set: MainProc opens running, then waits until release opens.
+    Latch* running = nullptr;
+    Latch* release = nullptr;
 };
 
 } // namespace
@@ -100,11 +133,16 @@ TEST_F(VxThreadTest, HooksExceptionReportsAndJoin)
 TEST_F(VxThreadTest, WatchdogReportsOnceAndTheJoinGoesOn)
 {
     DbgCapture capture;
-    Owner owner{Owner::Return, 100};
+    Owner owner{Owner::Return, 0};
     VxThread<Owner> thread(&owner);
     thread.Start("sleeper");
     EXPECT_EQ(thread.WaitExit(1000), 1);
     EXPECT_EQ(capture.count("timed out"), 0) << "an exit within the time-out";
+    // The restarted thread runs until the watchdog has reported.
+    Latch running, reported;
+    capture.onTimeOut = &reported;
+    owner.running = &running;
+    owner.release = &reported;
     owner.finalized = false;
     thread.Start("sleeper"); // a restarted thread gets a watchdog of its own
     EXPECT_EQ(thread.WaitExit(20), 1);
@@ -117,12 +155,15 @@ TEST_F(VxThreadTest, WatchdogReportsOnceAndTheJoinGoesOn)
 TEST_F(VxThreadTest, LongNameIsCutForTheKernelOnly)
 {
     const std::string longName = "AVeryLongWorkerThreadName";
-    Owner owner{Owner::Return, 200};
+    Latch running, release;
+    Owner owner{Owner::Return, 0};
+    owner.running = &running;
+    owner.release = &release;
     VxThread<Owner> thread(&owner);
     thread.Start(longName.c_str());
+    ASSERT_TRUE(running.wait());
     VxHostThreadMng::ThreadInfo info;
-    for (int i = 0; i < 100 && (!VxHostThreadMng::find(threadId(thread), info) || owner.tid == 0); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    EXPECT_TRUE(VxHostThreadMng::find(threadId(thread), info));
     EXPECT_EQ(info.name, longName);
     EXPECT_EQ(info.value, 4000u);
     EXPECT_STREQ(threadName(thread), longName.c_str());
@@ -130,5 +171,6 @@ TEST_F(VxThreadTest, LongNameIsCutForTheKernelOnly)
     std::string kernelName;
     std::getline(comm, kernelName);
     EXPECT_EQ(kernelName, longName.substr(0, 15));
+    release.open();
     EXPECT_EQ(thread.WaitExit(1000), 1);
 }

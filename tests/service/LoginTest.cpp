@@ -25,7 +25,7 @@ protected:
         clearTokenPath();
     }
     static std::string tokenPath() { return VxHostSaveFile::path("OrvToken.ini"); }
-    static void clearTokenPath() { rmdir(tokenPath().c_str()) == 0 || unlink(tokenPath().c_str()); }
+    static void clearTokenPath() { rmdir(tokenPath().c_str()) == 0 || unlink(tokenPath().c_str()); unlink((tokenPath() + ".gone").c_str()); }
 
     // The server that a summary command reached; its request in seen.
     TestHttpsServer* summary(TestHttpsServer::Request* seen = nullptr)

@@ -207,11 +207,10 @@ TEST_F(OrvQtHandlerTest, HttpProxyTunnelsRequestsWithoutItsCredentials)
     QNetworkProxy::setApplicationProxy(QNetworkProxy(QNetworkProxy::NoProxy));
     const std::vector<std::string> heads = proxy.heads();
     EXPECT_GE(heads.size(), 2u);
-    for (const std::string& head : heads) {
-        EXPECT_EQ(head.substr(0, head.find("\r\n")), "CONNECT orvkit-proxied.invalid:443 HTTP/1.1");
-        EXPECT_EQ(head.find("Proxy-Authorization"), std::string::npos) << head;
-        EXPECT_EQ(head.find("hunter2"), std::string::npos) << head;
-    }
+    // Without credentials, and the same bytes on Qt 5 and Qt 6.
+    for (const std::string& head : heads)
+        EXPECT_EQ(head, "CONNECT orvkit-proxied.invalid:443 HTTP/1.1\r\nProxy-Connection: keep-alive\r\n"
+                        "Host: orvkit-proxied.invalid\r\nUser-Agent: Mozilla/5.0\r\n\r\n");
     EXPECT_EQ(only(*production).header("Host"), "orvkit-proxied.invalid");
 }
 

@@ -2,6 +2,7 @@
 // once, in order, with what the console promises about it; bad input gets a 4xx.
 #include "OrvCloudSimulator.h"
 #include "OrvSimConsole.h"
+#include "TestTime.h"
 
 #include <httplib.h>
 #include <gtest/gtest.h>
@@ -61,7 +62,7 @@ TEST_F(SimulatorConsoleTest, ListsEveryRequestOnceInOrderWhileTheServersServe)
     // Read in small pages while the driver runs, as the page does.
     std::vector<QJsonObject> seen;
     double last = 0;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    const auto deadline = std::chrono::steady_clock::now() + scaled(std::chrono::seconds(20));
     while (seen.size() < kSummaries + 1u && std::chrono::steady_clock::now() < deadline) {
         const QJsonObject page =
             jsonOf(reader->Get("/console/api/requests?limit=7&after=" + std::to_string(static_cast<uint64_t>(last)))).object();
@@ -112,7 +113,9 @@ TEST_F(SimulatorConsoleTest, BadInputGetsA4xxWithAReason)
                                        : *c.method == 'P' ? reader->Post(c.path, headers, c.body, c.type)
                                                           : reader->Delete(c.path, headers);
         EXPECT_EQ(statusOf(result), c.status) << c.method << " " << c.path;
-        EXPECT_TRUE(result && !result->body.empty()) << c.method << " " << c.path << ": a reason";
+        if (result) {
+            EXPECT_FALSE(result->body.empty()) << c.method << " " << c.path << ": a reason";
+        }
     }
     EXPECT_EQ(jsonOf(reader->Get("/console/api/faults")).array().size(), 0) << "no refused rule was added";
 }

@@ -31,7 +31,7 @@ std::string outcome(const httplib::Result& result)
 }
 
 // Each rule as OrvSimFault::text() gives it back after the route; "": refused with a reason.
-TEST(SimulatorFaultSpec, ParsesTheCommandLineForms)
+TEST(SimulatorFaultRule, ParsesTheCommandLineForms)
 {
     const struct { const char* rule; const char* parsed; } cases[] = {
         {"summary=503", "summary=503"},

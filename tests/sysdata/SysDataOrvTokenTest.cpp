@@ -81,15 +81,18 @@ TEST_F(SysDataOrvTokenTest, StoredValuesAreOnDiskAndAnotherWritersAreReadNext)
 {
     std::string value = "unset";
     EXPECT_EQ(store->getTokenAccess(), "");
-    EXPECT_TRUE(readKey("TokenAccess", value) && value.empty());
+    EXPECT_TRUE(readKey("TokenAccess", value));
+    EXPECT_EQ(value, "");
     EXPECT_FALSE(readKey("TokenExpiration", value));
     EXPECT_EQ(store->getTokenExpiration(), 0);
-    EXPECT_TRUE(readKey("TokenExpiration", value) && value == "0");
+    EXPECT_TRUE(readKey("TokenExpiration", value));
+    EXPECT_EQ(value, "0");
 
     const std::string token("tok=en\nwith\\bytes\0", 18);
     store->storeTokenAccess(token);
     store->storeTokenExpiration(-1);
-    EXPECT_TRUE(readKey("TokenAccess", value) && value == token);
+    EXPECT_TRUE(readKey("TokenAccess", value));
+    EXPECT_EQ(value, token);
     EXPECT_EQ(store->getTokenAccess(), token) << "each writer keeps the other key";
     EXPECT_EQ(store->getTokenExpiration(), -1);
 
@@ -98,39 +101,62 @@ TEST_F(SysDataOrvTokenTest, StoredValuesAreOnDiskAndAnotherWritersAreReadNext)
     EXPECT_EQ(store->getTokenExpiration(), 1234);
 }
 
-// Not a token file at the path (the kit's tests cover a FIFO, a device and a
-// dangling link): it reads as no token and is replaced only where that loses
-// nothing, never through a link; the log never holds the token.
-TEST_F(SysDataOrvTokenTest, SomethingOtherThanATokenFileAtThePath)
+// What may sit at the token path, and whether a login's token is kept. It is
+// kept through a link, in the link's target, with the link left in place (the
+// persistent copy may live on another partition), and in place of a file too
+// large or malformed to be a token file. It is not written where a read
+// failed, so a passing fault never replaces a good token, nor into a
+// directory or a link whose directory is missing (a partition not mounted
+// yet). The kit's tests cover a FIFO and a device. The log never holds the token.
+TEST_F(SysDataOrvTokenTest, ALoginsTokenIsKeptWhereverThatLosesNothing)
 {
     const std::string path = tokenPath();
-    const std::string linked = path + ".target";
-    const struct { const char* what; std::function<int()> make; bool replaced; } cases[] = {
-        {"directory", [&] { return mkdir(path.c_str(), 0700); }, false},
-        {"link to a file", [&] { std::ofstream{linked} << "TokenAccess=linked\n"; return symlink(linked.c_str(), path.c_str()); }, true},
-        {"oversized file", [&] { std::ofstream{path}; return truncate(path.c_str(), 5 << 20); }, false},
+    const std::string target = path + ".persistent";
+    const std::string unmounted = path + ".unmounted";
+    const auto linkTo = [&path](const std::string& to) { return symlink(to.c_str(), path.c_str()); };
+    const auto fileAt = [](const std::string& at, const std::string& content) {
+        std::ofstream(at) << content;
+        return 0;
+    };
+    const struct { const char* what; std::function<int()> make; const char* read; bool kept; } cases[] = {
+        {"relative link to a token file", [&] { fileAt(target, "TokenAccess=linked\n"); return linkTo("OrvToken.ini.persistent"); }, "linked", true},
+        {"dangling link", [&] { return linkTo(target); }, "", true},
+        {"link into a missing directory", [&] { return linkTo(unmounted + "/OrvToken.ini"); }, "", false},
+        {"file of 6000000 bytes", [&] { fileAt(path, "TokenAccess=big\n"); return truncate(path.c_str(), 6000000); }, "", true},
+        {"file of no entries", [&] { return fileAt(path, std::string("\x7f" "ELF\0\1=\\q", 9)); }, "", true},
+        {"directory", [&] { return mkdir(path.c_str(), 0700); }, "", false},
+        {"link to a file failing with EIO", [&] { return linkTo("/proc/self/mem"); }, "", false},
+        {"link to a file refusing to be read", [&] { return linkTo("/proc/sys/vm/drop_caches"); }, "", false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         removeAll(path);
+        unlink(target.c_str());
         ASSERT_EQ(c.make(), 0);
         struct stat before, after;
         ASSERT_EQ(lstat(path.c_str(), &before), 0);
         LogCapture log;
-        EXPECT_EQ(store->getTokenAccess(), "");
+        EXPECT_EQ(store->getTokenAccess(), c.read);
         store->storeTokenAccess("s3cret-token");
         ASSERT_EQ(lstat(path.c_str(), &after), 0);
-        std::string value;
-        EXPECT_EQ(S_ISREG(after.st_mode) && readKey("TokenAccess", value) && value == "s3cret-token", c.replaced);
-        EXPECT_EQ(after.st_ino == before.st_ino && after.st_size == before.st_size, !c.replaced) << "left as it was";
-        EXPECT_EQ(log.linesWith({"OrvToken.ini could not be read"}).size(), c.replaced ? 1u : 2u) << log.joined();
-        EXPECT_EQ(log.linesWith({"could not be written"}).size(), c.replaced ? 0u : 2u) << log.joined();
+        EXPECT_EQ(S_ISLNK(after.st_mode), S_ISLNK(before.st_mode)) << "a link stays a link";
+        installHandle(nullptr); // as a kit started later
+        EXPECT_EQ(store->getTokenAccess(), c.kept ? "s3cret-token" : c.read);
+        if (c.kept && S_ISLNK(before.st_mode)) {
+            std::ifstream in(target);
+            EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "TokenAccess=s3cret-token\n");
+        }
+        if (!c.kept) {
+            EXPECT_EQ(after.st_ino, before.st_ino) << "left as it was";
+            EXPECT_EQ(after.st_size, before.st_size) << "left as it was";
+        }
+        EXPECT_EQ(log.linesWith({"could not be written"}).empty(), c.kept) << log.joined();
         EXPECT_EQ(log.linesWith({"s3cret"}).size(), 0u);
     }
     removeAll(path);
-    std::ifstream in(linked);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "TokenAccess=linked\n") << "written through the link";
-    unlink(linked.c_str());
+    unlink(target.c_str());
+    struct stat info;
+    EXPECT_NE(stat(unmounted.c_str(), &info), 0) << "no directory is made for a link";
 }
 
 TEST_F(SysDataOrvTokenTest, ConcurrentAccessNeverOverlaps)

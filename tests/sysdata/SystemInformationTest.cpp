@@ -77,7 +77,8 @@ TEST_F(SystemInformationTest, CreatedOnceDefaultsWrittenOnlyWhileTheFlagIsClear)
         expected[offset] = '-';
     expected[SysInfoStruct::kDefaultsWrittenOffset] = 1;
     const auto first = mapRegion(name);
-    EXPECT_TRUE(first->isMapped() && first->isCreated());
+    EXPECT_TRUE(first->isMapped());
+    EXPECT_TRUE(first->isCreated());
     EXPECT_EQ(rawRegion(objectName), expected);
     EXPECT_TRUE(reports.empty());
 
@@ -91,11 +92,13 @@ TEST_F(SystemInformationTest, CreatedOnceDefaultsWrittenOnlyWhileTheFlagIsClear)
     changed[719] = 0x5a;
     writeRaw(objectName, 0, changed);
     const auto second = mapRegion(name);
-    EXPECT_TRUE(second->isMapped() && !second->isCreated());
+    EXPECT_TRUE(second->isMapped());
+    EXPECT_FALSE(second->isCreated());
     putWord(changed, 0, 716);
     EXPECT_EQ(rawRegion(objectName), changed);
     uint32_t kind = 0, selector = 0;
-    EXPECT_TRUE(second->getProductKind(kind) && second->getProductSelector(selector));
+    EXPECT_TRUE(second->getProductKind(kind));
+    EXPECT_TRUE(second->getProductSelector(selector));
     EXPECT_EQ(kind, 7u);
     EXPECT_EQ(selector, 12u);
     // The named lock excludes its own holder too, so a read under it cannot take it.
@@ -127,7 +130,8 @@ TEST_F(SystemInformationTest, UnusableRegionStaysUnmapped)
         const auto information = mapRegion(region == "locked" ? name : region);
         EXPECT_FALSE(information->isMapped()) << region;
         uint32_t kind = 99;
-        EXPECT_FALSE(information->getProductKind(kind) || information->getProductSelector(kind)) << region;
+        EXPECT_FALSE(information->getProductKind(kind)) << region;
+        EXPECT_FALSE(information->getProductSelector(kind)) << region;
         EXPECT_EQ(kind, 99u);
     }
     setenv("VX_LOCK_DIR", lockDirectory.c_str(), 1);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <climits>
 #include <string>
 #include <vector>
@@ -14,26 +16,24 @@ using Bytes = std::vector<unsigned char>;
 // and a sign-extended byte would show. Writes put 01 02 03 04 (the word: 03 04).
 TEST(OrvArrayUtilsTest, CheckedReadsAndWritesStayInsideTheBuffer)
 {
-    const struct { size_t size; unsigned int offset; bool wordFits; bool dwordFits; } cases[] = {
-        {0, 0, false, false}, {1, 0, false, false}, {2, 0, true, false}, {2, 1, false, false}, {2, 2, false, false},
-        {5, 2, true, false},  {6, 2, true, true},   {6, 4, true, false}, {6, 5, false, false},
-        {6, UINT_MAX, false, false}, {6, UINT_MAX - 2, false, false},
+    // word, dword: what reads at offset, 0 when it does not fit.
+    const struct { size_t size; unsigned int offset; unsigned long word, dword; } cases[] = {
+        {0, 0, 0, 0},          {1, 0, 0, 0},      {2, 0, 0xF0F1, 0}, {2, 1, 0, 0}, {2, 2, 0, 0},
+        {5, 2, 0xF2F3, 0},     {6, 2, 0xF2F3, 0xF2F3F4F5ul},         {6, 4, 0xF4F5, 0}, {6, 5, 0, 0},
+        {6, UINT_MAX, 0, 0},   {6, UINT_MAX - 2, 0, 0},
     };
+    const Bytes source{0xF0, 0xF1, 0xF2, 0xF3, 0xF4, 0xF5};
     for (const auto& c : cases) {
         for (unsigned int width : {2u, 4u}) {
             SCOPED_TRACE(testing::Message() << "size " << c.size << " offset " << c.offset << " width " << width);
-            const bool fits = width == 2 ? c.wordFits : c.dwordFits;
-            Bytes buf(c.size);
-            for (size_t i = 0; i < c.size; ++i)
-                buf[i] = static_cast<unsigned char>(0xF0 + i);
-            unsigned long read = 0;
-            for (unsigned int i = 0; fits && i < width; ++i)
-                read = read << 8 | (0xF0 + c.offset + i);
+            Bytes buf(source.begin(), source.begin() + static_cast<long>(c.size));
+            const unsigned long read = width == 2 ? c.word : c.dword;
             EXPECT_EQ(width == 2 ? OrvArrayUtils::byteArrayToWord(buf, c.offset) : OrvArrayUtils::byteArrayToDword(buf, c.offset), read);
 
             Bytes expected = buf;
-            for (unsigned int i = 0; fits && i < width; ++i)
-                expected[c.offset + i] = static_cast<unsigned char>(5 - width + i);
+            const Bytes written = width == 2 ? Bytes{0x03, 0x04} : Bytes{0x01, 0x02, 0x03, 0x04};
+            if (read != 0)
+                std::copy(written.begin(), written.end(), expected.begin() + c.offset);
             if (width == 2)
                 OrvArrayUtils::setWordToByteArray(0x10304, buf, c.offset);
             else
@@ -51,6 +51,11 @@ TEST(OrvArrayUtilsTest, AppendsAndPointerForms)
     EXPECT_EQ(buf, (Bytes{0x09, 0x23, 0x45, 0xCA, 0xFE, 0xBA, 0xBE}));
     EXPECT_EQ(OrvArrayUtils::byteArrayToWord(buf.data() + 3), 0xCAFEu);
     EXPECT_EQ(OrvArrayUtils::byteArrayToDword(buf.data() + 3), 0xCAFEBABEul);
+    // A null pointer reads 0 and takes no write.
+    EXPECT_EQ(OrvArrayUtils::byteArrayToWord(nullptr), 0u);
+    EXPECT_EQ(OrvArrayUtils::byteArrayToDword(nullptr), 0ul);
+    OrvArrayUtils::wordToByteArray(0x1234, nullptr);
+    OrvArrayUtils::dwordToByteArray(0x12345678ul, nullptr);
 }
 
 TEST(OrvArrayUtilsTest, StringsAndCopies)

@@ -4,20 +4,8 @@
 # short run mean nothing. The full run and its table are in
 # docs/performance.md.
 #   ORVKIT_BENCH_BUILD_DIR  build directory (default build-bench, reused)
-set -euo pipefail
-cd "$(dirname "$0")/../.."
-
-bash tools/install-deps.sh
-packages=(libbenchmark-dev libcurl4-openssl-dev binutils)
-missing=()
-for p in "${packages[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
-  $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
-fi
+source "$(dirname "$0")/preamble.sh"
+ci_install libbenchmark-dev libcurl4-openssl-dev binutils
 
 build=${ORVKIT_BENCH_BUILD_DIR:-build-bench}
 echo "== build"

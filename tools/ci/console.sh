@@ -4,15 +4,8 @@
 # headless Chromium (tests/sim/console). The page's screenshot is left in the
 # build directory as console.png.
 # ORVKIT_CONSOLE_BUILD_DIR picks the build directory (reused when present).
-set -euo pipefail
-cd "$(dirname "$0")/../.."
-
-bash tools/install-deps.sh
-if ! dpkg-query -W -f='${Status}' chromium 2>/dev/null | grep -q "install ok installed"; then
-  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
-  $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends chromium
-fi
+source "$(dirname "$0")/preamble.sh"
+ci_install chromium
 node_major=$(node -p 'process.versions.node.split(".")[0]' 2>/dev/null || echo 0)
 if [ "$node_major" -lt 20 ] || ! command -v npm >/dev/null; then
   echo "console: needs Node.js 20 or later with npm" >&2

@@ -5,10 +5,7 @@
 # built from a second prefix given only at install time, which the
 # relocatable orvkit.pc must follow.
 # ORVKIT_EXAMPLE_BUILD_DIR picks the build directory (reused when present).
-set -euo pipefail
-cd "$(dirname "$0")/../.."
-
-bash tools/install-deps.sh
+source "$(dirname "$0")/preamble.sh"
 
 build=${ORVKIT_EXAMPLE_BUILD_DIR:-build-pkg}
 case "$build" in /*) ;; *) build="$PWD/$build" ;; esac

@@ -6,22 +6,10 @@
 #   ORVKIT_FUZZ_BUILD_DIR  build directory (default build-fuzz, reused)
 #   ORVKIT_FUZZ_SECONDS    seconds per target (default 8)
 #   ORVKIT_FUZZ_ARTIFACTS  where failing inputs go (default <build>/fuzz-artifacts)
-set -euo pipefail
-cd "$(dirname "$0")/../.."
-
-bash tools/install-deps.sh
+source "$(dirname "$0")/preamble.sh"
 # clang 14 with its sanitizer and libFuzzer runtimes, and llvm-symbolizer
 # for readable stack traces.
-packages=(clang libclang-rt-14-dev llvm-14)
-missing=()
-for p in "${packages[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
-  $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
-fi
+ci_install clang libclang-rt-14-dev llvm-14
 export ASAN_SYMBOLIZER_PATH=/usr/lib/llvm-14/bin/llvm-symbolizer
 
 build=${ORVKIT_FUZZ_BUILD_DIR:-build-fuzz}

@@ -5,10 +5,7 @@
 # vxframework/, so neither a host header nor a host addition to a framework
 # class (VxEvent::ResetEvent, say) can be reached: any use of one fails here.
 # ORVKIT_PLATFORM_BUILD_DIR picks the work directory (default build/platform).
-set -euo pipefail
-cd "$(dirname "$0")/../.."
-
-bash tools/install-deps.sh
+source "$(dirname "$0")/preamble.sh"
 
 work=${ORVKIT_PLATFORM_BUILD_DIR:-build/platform}
 case "$work" in /*) ;; *) work="$PWD/$work" ;; esac

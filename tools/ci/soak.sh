@@ -6,10 +6,7 @@
 #   ORVKIT_SOAK_BUILD_DIR  build directory (default build-soak, reused)
 #   ORVKIT_SOAK_COMMANDS   commands to send (default 1500)
 #   ORVKIT_SOAK_SEED       random sequence (default: the test's own)
-set -euo pipefail
-cd "$(dirname "$0")/../.."
-
-bash tools/install-deps.sh
+source "$(dirname "$0")/preamble.sh"
 
 build=${ORVKIT_SOAK_BUILD_DIR:-build-soak}
 sanitize="-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer"

@@ -1,10 +1,7 @@
 #!/usr/bin/env bash
 # ThreadSanitizer stage: builds the tsan preset and runs the tests labelled
 # "concurrency" under it.
-set -euo pipefail
-cd "$(dirname "$0")/../.."
-
-bash tools/install-deps.sh
+source "$(dirname "$0")/preamble.sh"
 
 run=()
 # The compiler's ThreadSanitizer cannot place its shadow memory when the

@@ -25,11 +25,14 @@ protected:
 // file, Set changes memory only, Flush replaces the file atomically, so an
 // interrupted write never loses the previous contents.
 //
-// FOpen never blocks and never reads through anything but a regular file.
-// Nothing at the path opens an empty store (0). Something else there (a
-// FIFO, directory, device or symbolic link) gives -1 and an empty store that
-// a Flush may still replace it with. A regular file that cannot be read
+// FOpen never blocks and reads through symbolic links, but only ever opens
+// a regular file. Nothing there (a dangling link included) opens an empty
+// store (0). Something else there (a FIFO, directory or device), or a file
+// too large to be a save file, gives -1 and an empty store that a Flush may
+// replace. A regular file that cannot be read (an I/O or permission error)
 // gives -1 and a closed store, so that its contents are not overwritten.
+// Flush replaces a link's target and keeps the link; it fails when the
+// target's directory does not exist.
 //
 // On the host the file holds one "key=value" line per entry, sorted by key.
 // A backslash escapes "\\", "\n" and "\r" in keys and values, and "\=" in

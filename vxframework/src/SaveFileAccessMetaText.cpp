@@ -1,5 +1,6 @@
 #include "SaveFileAccess.h"
 
+#include "VxDbgOutput.h"
 #include "VxFileSystem.h"
 #include "VxHostSaveFile.h"
 
@@ -98,21 +99,55 @@ bool parseInt(const std::string& text, int& out)
     return true;
 }
 
-enum class ReadResult { Read, Missing, NotAFile, Unreadable };
+enum class ReadResult { Read, Missing, NotAFile, NotOurs, Unreadable };
 
-// Reads the file at path without blocking and without following a link: a
+// Links followed before giving up on a chain, as the kernel does.
+const int kMaxLinks = 40;
+
+std::string directoryOf(const std::string& path)
+{
+    const size_t slash = path.rfind('/');
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// The file that path stands for: path itself, or the end of the chain of
+// symbolic links that starts there (which need not exist). False for a
+// chain that does not end or a link that cannot be read.
+bool resolveLinks(const std::string& path, std::string& target)
+{
+    target = path;
+    for (int hops = 0; hops < kMaxLinks; ++hops) {
+        struct stat info;
+        if (lstat(target.c_str(), &info) != 0 || !S_ISLNK(info.st_mode))
+            return true;
+        std::string link(static_cast<size_t>(info.st_size > 0 ? info.st_size : PATH_MAX) + 1, '\0');
+        const ssize_t length = readlink(target.c_str(), &link[0], link.size());
+        if (length <= 0 || static_cast<size_t>(length) >= link.size())
+            return false;
+        link.resize(static_cast<size_t>(length));
+        target = link[0] == '/' ? link : directoryOf(target) + "/" + link;
+    }
+    return false;
+}
+
+// Reads the file that path stands for, through links, without blocking: a
 // FIFO would block open() until a writer came, and a device may act on
 // being opened, so only a regular file is ever opened.
 ReadResult readWhole(const std::string& path, std::string& content)
 {
+    std::string target;
+    if (!resolveLinks(path, target))
+        return ReadResult::NotAFile;
     struct stat info;
-    if (lstat(path.c_str(), &info) != 0)
+    if (lstat(target.c_str(), &info) != 0)
         return errno == ENOENT ? ReadResult::Missing : ReadResult::Unreadable;
     if (!S_ISREG(info.st_mode))
         return ReadResult::NotAFile;
     int fd;
     do {
-        fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
+        fd = open(target.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
     } while (fd < 0 && errno == EINTR);
     if (fd < 0) {
         // Replaced between lstat and open.
@@ -130,7 +165,7 @@ ReadResult readWhole(const std::string& path, std::string& content)
     }
     if (info.st_size > kMaxFileSize) {
         close(fd);
-        return ReadResult::Unreadable;
+        return ReadResult::NotOurs;
     }
     content.clear();
     char buffer[4096];
@@ -147,7 +182,7 @@ ReadResult readWhole(const std::string& path, std::string& content)
         content.append(buffer, static_cast<size_t>(count));
         if (content.size() > static_cast<size_t>(kMaxFileSize)) {
             close(fd);
-            return ReadResult::Unreadable;
+            return ReadResult::NotOurs;
         }
     }
     close(fd);
@@ -206,6 +241,7 @@ int SaveFileAccessMetaText::FOpen()
         opened = true;
         return 0;
     case ReadResult::NotAFile:
+    case ReadResult::NotOurs:
         // Holds nothing of ours; a Flush may put a file in its place.
         opened = true;
         return -1;
@@ -244,8 +280,7 @@ int SaveFileAccessMetaText::Flush()
 {
     if (!opened || !writable(openMode) || !validName(fileName))
         return -1;
-    const std::string directoryPath = VxHostSaveFile::directory();
-    if (!VxFileSystem::makeDirectories(directoryPath))
+    if (!VxFileSystem::makeDirectories(VxHostSaveFile::directory()))
         return -1;
     std::string content;
     for (const auto& entry : entries) {
@@ -254,7 +289,21 @@ int SaveFileAccessMetaText::Flush()
         appendEscaped(content, entry.second, false);
         content += '\n';
     }
-    const std::string target = VxHostSaveFile::path(fileName);
+    // Through a link the link's target is replaced and the link stays: the
+    // persistent copy may live on another partition.
+    std::string target;
+    if (!resolveLinks(VxHostSaveFile::path(fileName), target)) {
+        VxDbgOutput::DbgPrintStdErr(__FILE__, __func__, __LINE__, "%s: the link does not end in a file\n",
+                                    fileName.c_str());
+        return -1;
+    }
+    const std::string directory = directoryOf(target);
+    struct stat info;
+    if (stat(directory.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
+        VxDbgOutput::DbgPrintStdErr(__FILE__, __func__, __LINE__, "%s: the link's directory %s is missing\n",
+                                    fileName.c_str(), directory.c_str());
+        return -1;
+    }
     // A name of its own for every writer, so that two processes sharing the
     // directory never write into or rename each other's file.
     std::string temporary = target + ".XXXXXX";
@@ -270,7 +319,7 @@ int SaveFileAccessMetaText::Flush()
         unlink(temporary.c_str());
         return -1;
     }
-    syncDirectory(directoryPath);
+    syncDirectory(directory);
     return 0;
 }
 

@@ -58,27 +58,33 @@ public:
         std::string location;    // sent as "Location" when not empty
         long long sendOnly = -1; // >= 0: announce body.size() bytes, send this many, then cut
         int stallMs = 0;         // with sendOnly: wait this long before the cut
+        std::string gate;        // not empty: held until release(gate); a stop() cuts the connection instead
 
         static Reply ok(const std::string& body, const std::string& contentType = "application/json")
         {
-            return Reply{200, body, contentType, 0, "", -1, 0};
+            return Reply{200, body, contentType, 0, "", -1, 0, ""};
         }
         static Reply withStatus(int status, const std::string& body = std::string())
         {
-            return Reply{status, body, "application/json", 0, "", -1, 0};
+            return Reply{status, body, "application/json", 0, "", -1, 0, ""};
         }
         static Reply redirect(const std::string& location, int status = 302)
         {
-            return Reply{status, "", "application/json", 0, location, -1, 0};
+            return Reply{status, "", "application/json", 0, location, -1, 0, ""};
         }
         // Status 200 and the full length in the header, then a cut after bytesSent bytes.
         static Reply truncated(const std::string& body, long long bytesSent)
         {
-            return Reply{200, body, "application/json", 0, "", bytesSent < 0 ? 0 : bytesSent, 0};
+            return Reply{200, body, "application/json", 0, "", bytesSent < 0 ? 0 : bytesSent, 0, ""};
         }
         static Reply delayed(int delayMs, Reply reply)
         {
             reply.delayMs = delayMs;
+            return reply;
+        }
+        static Reply held(const std::string& gate, Reply reply)
+        {
+            reply.gate = gate;
             return reply;
         }
     };
@@ -109,6 +115,9 @@ public:
     std::size_t requestCount() const;
     Request lastRequest() const; // empty Request when none
     void clearRequests();
+    // Opens the gate for every answer held on it, now and later, and returns
+    // once those held so far have gone on to answer.
+    void release(const std::string& gate);
     // Waits until at least count requests were recorded, at most timeoutMs;
     // whileWaiting (e.g. a Qt event pump) runs between short waits.
     bool waitForRequests(std::size_t count, int timeoutMs,

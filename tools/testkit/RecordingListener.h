@@ -1,6 +1,8 @@
 #ifndef ORVKIT_TESTS_RECORDING_LISTENER_H
 #define ORVKIT_TESTS_RECORDING_LISTENER_H
 
+#include "TestTime.h"
+
 #include <OrvKit.h>
 
 #include <algorithm>
@@ -54,7 +56,7 @@ public:
             return std::find_if(messages.begin(), messages.end(), [&](const Message& m) { return m.id == id; });
         };
         std::unique_lock<std::mutex> lock(mutex);
-        if (!changed.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&] { return first() != messages.end(); }))
+        if (!changed.wait_for(lock, scaled(std::chrono::milliseconds(timeoutMs)), [&] { return first() != messages.end(); }))
             return false;
         if (out != nullptr)
             *out = *first();
@@ -71,7 +73,7 @@ private:
     bool waitUntil(const std::function<bool()>& done, int timeoutMs)
     {
         std::unique_lock<std::mutex> lock(mutex);
-        return changed.wait_for(lock, std::chrono::milliseconds(timeoutMs), done);
+        return changed.wait_for(lock, scaled(std::chrono::milliseconds(timeoutMs)), done);
     }
 
     std::mutex mutex;

@@ -3,12 +3,15 @@
 #include "OrvHttpsEndpoint.h"
 #include "OrvPki.h"
 #include "TestPki.h"
+#include "TestTime.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cctype>
 #include <chrono>
 #include <condition_variable>
+#include <map>
+#include <set>
 
 class TestHttpsServer::Impl
 {
@@ -36,6 +39,8 @@ public:
     mutable std::mutex mutex;
     mutable std::condition_variable changed;
     bool stopping = false;
+    std::map<std::string, int> holding; // answers waiting per gate
+    std::set<std::string> opened;       // released gates
     std::vector<Route> routes;
     std::vector<Request> records;
 };
@@ -64,6 +69,16 @@ void TestHttpsServer::Impl::serve(const httplib::Request& req, httplib::Response
     const Reply reply = handler ? handler(record) : Reply::withStatus(404);
     if (reply.delayMs > 0 && !waitUnlessStopping(reply.delayMs))
         return OrvHttpsEndpoint::cut(req); // rather than answer early: the client must not see a success
+    if (!reply.gate.empty()) {
+        std::unique_lock<std::mutex> lock(mutex);
+        ++holding[reply.gate];
+        changed.notify_all();
+        changed.wait(lock, [&] { return stopping || opened.count(reply.gate) != 0; });
+        --holding[reply.gate];
+        changed.notify_all();
+        if (stopping)
+            return OrvHttpsEndpoint::cut(req);
+    }
     res.status = reply.status;
     if (!reply.location.empty())
         res.set_header("Location", reply.location);
@@ -194,9 +209,17 @@ void TestHttpsServer::clearRequests()
     impl->records.clear();
 }
 
+void TestHttpsServer::release(const std::string& gate)
+{
+    std::unique_lock<std::mutex> lock(impl->mutex);
+    impl->opened.insert(gate);
+    impl->changed.notify_all();
+    impl->changed.wait(lock, [&] { return impl->stopping || impl->holding[gate] == 0; });
+}
+
 bool TestHttpsServer::waitForRequests(std::size_t count, int timeoutMs, const std::function<void()>& whileWaiting) const
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    const auto deadline = std::chrono::steady_clock::now() + scaled(std::chrono::milliseconds(timeoutMs));
     for (;;) {
         // With a pump to run, wake up often; otherwise wait out the deadline.
         const auto until =
