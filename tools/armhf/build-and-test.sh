@@ -11,6 +11,7 @@
 #   ORVKIT_ARMHF_SYSROOT    sysroot directory   (default <repo>/build-armhf-sysroot)
 #   ORVKIT_ARMHF_BUILD_DIR  build directory     (default <repo>/build-armhf)
 #   ORVKIT_ARMHF_REFRESH=1  download and unpack the sysroot again
+#   ORVKIT_ARMHF_SYSROOT_ONLY=1  stop once the sysroot is there (tools/ci/yocto.sh)
 #   ORVKIT_ARMHF_JOBS       parallel jobs       (default 2)
 #   ORVKIT_ARMHF_CTEST_ARGS extra ctest arguments, e.g. "-R Http"
 set -euo pipefail
@@ -106,6 +107,7 @@ install_host_packages
 stage "armhf sysroot"
 build_sysroot
 t1=$(seconds)
+[ "${ORVKIT_ARMHF_SYSROOT_ONLY:-0}" = 1 ] && exit 0
 
 stage "configure"
 export ORVKIT_ARMHF_SYSROOT="$sysroot"
