@@ -32,7 +32,7 @@ TEST(OrvServerService, EmptyDataIsRefusedBeforeAnyAcceptance)
 
 TEST_F(OrvServerServiceTest, NetworkAccessStatusTellsARequestInFlight)
 {
-    production->route("GET", "/api/navi/info/v1/summary", Reply::delayed(3000, Reply::ok("{}")));
+    production->route("GET", "/api/navi/info/v1/summary", Reply::held("never", Reply::ok("{}")));
     // Reads the status on the event thread, as the acceptance of a command goes out.
     struct Probe : RecordingListener
     {
