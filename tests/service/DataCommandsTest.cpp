@@ -178,8 +178,9 @@ TEST_F(DataCommandsTest, RepeatedCommandAbandonsTheEarlierRequestOfItsKindOnly)
     ASSERT_FALSE(run(CMD_GET_INFO_SUMMARY, {0}, {MSG_INFO_SUMMARY_RESULT}).empty());
     listener->clear();
     ASSERT_TRUE(send(CMD_GET_FOLDERS, OrvKitCommands::pageBlock(1, 1, 10, 0xFFFF))); // takes slot one
+    ASSERT_TRUE(production->waitForRequests(3, 3000)); // folders is held at the server
     ASSERT_TRUE(send(CMD_GET_SPOT_DETAIL, {0}));
-    ASSERT_TRUE(production->waitForRequests(4, 3000)); // the second spot detail went out, folders still held
+    ASSERT_TRUE(production->waitForRequests(4, 3000));
     production->release("folders");
     const std::vector<Message> heard = waitFor({MSG_FOLDERS_RESULT, MSG_RESULT_ERROR});
     ASSERT_FALSE(heard.empty()) << "the folders request was cancelled";
