@@ -41,6 +41,7 @@ TEST_F(DataCommandsTest, EachCommandSendsItsRequestAndReportsFailuresUnderTheSha
     identify(7, "M1", "D1");
     // A failed ASSERT ends its own command only.
     const auto check = [&](const Case& c) {
+        SCOPED_TRACE(c.name);
         production->clearRequests();
         const std::vector<Message> heard = run(c.code, c.data, {c.result != 0 ? c.result : c.accepted});
         ASSERT_FALSE(heard.empty());
@@ -61,10 +62,8 @@ TEST_F(DataCommandsTest, EachCommandSendsItsRequestAndReportsFailuresUnderTheSha
         EXPECT_EQ(seen.header("Authorization"), std::string("Bearer ") + kStoredToken);
         EXPECT_TRUE(seen.body.empty());
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const Case& c : cases)
         check(c);
-    }
     EXPECT_EQ(testCloud->requestCount(), 0u);
     // Each reporting context fails under the shared id, the success status of the others included.
     for (const auto& c : cases) {
