@@ -1,9 +1,10 @@
 #ifndef ORVKIT_COMMANDS_H
 #define ORVKIT_COMMANDS_H
 
-// Every command of the kit in one table, and the encoders of their parameter
-// blocks. Header-only and free of Qt and of the framework: applications,
-// tools and the kit itself read the same rows.
+/// @file
+/// Every command of the kit in one table, and the encoders of their parameter
+/// blocks. Header-only and free of Qt and of the framework: applications,
+/// tools and the kit itself read the same rows.
 
 #include "OrvKitDef.h"
 
@@ -13,40 +14,53 @@
 #include <string>
 #include <vector>
 
+/// The command table and the parameter-block encoders.
 namespace OrvKitCommands {
 
-enum class Method { Get, Post, Delete };
-
-// Which server a command goes to; each has a production and a test origin.
-enum class Origin { Auth, Api, Certificate, DeviceShadow };
-
-// One command. A path may hold one "{...}" segment that the kit fills in:
-// the destination id, the thing name or the fixed spot id.
-struct Command
-{
-    unsigned long code;
-    const char* name;        // as orvkit-cli spells it
-    Method method;
-    Origin origin;
-    const char* path;        // production path
-    const char* testPath;    // path on the test server (differs only for the certificate)
-    bool needsData;          // refused with an empty block
-    unsigned long accepted;  // acceptance message, 0 when none is sent up front
-    unsigned long success;   // result message that carries the server's body
-    unsigned long failure;   // result message that carries a one-byte code
-    unsigned long refused;   // message for a command refused before any request
-    unsigned int successStatus; // the HTTP status that counts as success
-    bool passedOn;           // false: the kit sends no result for this command
+/// The HTTP method of a command's request.
+enum class Method {
+    Get,    ///< GET
+    Post,   ///< POST
+    Delete  ///< DELETE
 };
 
-// The spot-detail command always asks for this one spot.
+/// Which server a command goes to; each has a production and a test origin.
+enum class Origin {
+    Auth,         ///< The sign-in server.
+    Api,          ///< The service's API server.
+    Certificate,  ///< The device-certificate endpoint.
+    DeviceShadow  ///< The device shadow, reached over mutual TLS.
+};
+
+/// One command. A path may hold one "{...}" segment that the kit fills in:
+/// the destination id, the thing name or the fixed spot id.
+struct Command
+{
+    unsigned long code;      ///< The command code (OrvKitDef::CMD_*).
+    const char* name;        ///< Its name as orvkit-cli spells it
+    Method method;           ///< HTTP method of the request.
+    Origin origin;           ///< Server the request goes to.
+    const char* path;        ///< Production path
+    const char* testPath;    ///< Path on the test server (differs only for the certificate)
+    bool needsData;          ///< Refused with an empty block
+    unsigned long accepted;  ///< Acceptance message, 0 when none is sent up front
+    unsigned long success;   ///< Result message that carries the server's body
+    unsigned long failure;   ///< Result message that carries a one-byte code
+    unsigned long refused;   ///< Message for a command refused before any request
+    unsigned int successStatus; ///< The HTTP status that counts as success
+    bool passedOn;           ///< False when the kit sends no result for this command
+};
+
+/// The spot-detail command always asks for this one spot.
 constexpr const char kFixedSpotId[] = "SM3,AF,396J";
-// A position flag or paging word of this value leaves the parameters out.
+/// A position flag of this value leaves the position parameters out.
 constexpr uint16_t kNoPosition = 0xFFFF;
+/// A paging word of this value leaves the paging parameters out.
 constexpr uint16_t kNoPaging = 0xFFFF;
 
 using namespace OrvKitDef;
 
+/// The table: one row per command the kit knows.
 constexpr Command kCommands[] = {
     {CMD_LOGIN, "login", Method::Post, Origin::Auth, "/api/navi/authorization/v1/local",
      "/api/navi/authorization/v1/local", true, MSG_LOGIN_ACCEPTED, MSG_LOGIN_RESULT, MSG_LOGIN_RESULT_ERROR,
@@ -88,14 +102,16 @@ constexpr Command kCommands[] = {
      false, MSG_ACCEPTED | CMD_GET_GENRES, 0, 0, MSG_REQUEST_ERROR, 200, false},
 };
 
+/// Number of rows in kCommands.
 constexpr std::size_t kCommandCount = sizeof(kCommands) / sizeof(kCommands[0]);
 
+/// True when the zero-terminated texts a and b are equal; usable in constant expressions.
 constexpr bool sameText(const char* a, const char* b)
 {
     return *a == *b && (*a == '\0' || sameText(a + 1, b + 1));
 }
 
-// The row of a command code, or null for a code the kit does not know.
+/// The row of a command code, or null for a code the kit does not know.
 constexpr const Command* findCommand(unsigned long code)
 {
     for (const Command& command : kCommands)
@@ -104,6 +120,7 @@ constexpr const Command* findCommand(unsigned long code)
     return nullptr;
 }
 
+/// The row of a command named as orvkit-cli spells it, or null for an unknown name.
 constexpr const Command* findCommand(const char* name)
 {
     for (const Command& command : kCommands)
@@ -112,21 +129,31 @@ constexpr const Command* findCommand(const char* name)
     return nullptr;
 }
 
+/// The method as it appears on the request line: "GET", "POST" or "DELETE".
 constexpr const char* methodName(Method method)
 {
     return method == Method::Get ? "GET" : method == Method::Post ? "POST" : "DELETE";
 }
 
-// What a received message is. Refusals and failures of most commands share
-// one id; for those, command is null and the application knows which command
-// it is waiting for.
-enum class MessageKind { Unknown, Accepted, Success, Failure, Refused };
+/// What a received message is. Refusals and failures of most commands share
+/// one id; for those, command is null and the application knows which command
+/// it is waiting for.
+enum class MessageKind {
+    Unknown,   ///< Not a message of the table.
+    Accepted,  ///< A command's acceptance.
+    Success,   ///< A result carrying the server's body.
+    Failure,   ///< A result carrying a one-byte code.
+    Refused    ///< A command refused before any request.
+};
 
+/// The command and kind of one message id, as lookupMessage() gives them.
 struct MessageInfo
 {
-    const Command* command;
-    MessageKind kind;
+    const Command* command;  ///< Its command's row; null when the id is shared by several commands.
+    MessageKind kind;        ///< What the message is.
 };
+
+/// Classifies a message id received through onMessage.
 
 constexpr MessageInfo lookupMessage(unsigned long uniqueID)
 {
@@ -146,8 +173,8 @@ constexpr MessageInfo lookupMessage(unsigned long uniqueID)
     }
 }
 
-// True when a message ends the exchange of the command: its result, its
-// failure or its refusal.
+/// True when a message ends the exchange of the command: its result, its
+/// failure or its refusal.
 constexpr bool isFinal(const Command& command, unsigned long uniqueID)
 {
     return (command.success != 0 && uniqueID == command.success) ||
@@ -157,13 +184,14 @@ constexpr bool isFinal(const Command& command, unsigned long uniqueID)
 // ---------------------------------------------------------------------------
 // Parameter blocks. Words are 16-bit big-endian; texts end in a zero byte.
 
+/// Appends text and its terminating zero byte to block.
 inline void appendText(std::vector<uint8_t>& block, const std::string& text)
 {
     block.insert(block.end(), text.begin(), text.end());
     block.push_back(0);
 }
 
-// CMD_LOGIN: maker byte, then model, device number, login id and password.
+/// CMD_LOGIN: maker byte, then model, device number, login id and password.
 inline std::vector<uint8_t> loginBlock(uint8_t maker, const std::string& model, const std::string& deviceNo,
                                        const std::string& loginId, const std::string& password)
 {
@@ -173,8 +201,8 @@ inline std::vector<uint8_t> loginBlock(uint8_t maker, const std::string& model, 
     return block;
 }
 
-// CMD_GET_SPOTS and CMD_GET_FOLDERS: sort key, sort order, count and the
-// position flag (kNoPosition leaves the position parameters out).
+/// CMD_GET_SPOTS and CMD_GET_FOLDERS: sort key, sort order, count and the
+/// position flag (kNoPosition leaves the position parameters out).
 inline std::vector<uint8_t> pageBlock(uint16_t sort, uint16_t order, uint16_t number,
                                       uint16_t position = kNoPosition)
 {
@@ -187,21 +215,21 @@ inline std::vector<uint8_t> pageBlock(uint16_t sort, uint16_t order, uint16_t nu
     return block;
 }
 
-// CMD_GET_PLANS: with paging the kit asks for the first ten plans.
+/// CMD_GET_PLANS: with paging the kit asks for the first ten plans.
 inline std::vector<uint8_t> plansBlock(bool paging)
 {
     const uint16_t word = paging ? 1 : kNoPaging;
     return std::vector<uint8_t>{static_cast<uint8_t>(word >> 8), static_cast<uint8_t>(word & 0xFF)};
 }
 
-// CMD_DELETE_DESTINATION: the id itself, without a terminating zero.
+/// CMD_DELETE_DESTINATION: the id itself, without a terminating zero.
 inline std::vector<uint8_t> destinationBlock(const std::string& destinationId)
 {
     return std::vector<uint8_t>(destinationId.begin(), destinationId.end());
 }
 
-// Commands that read no parameters still need one byte: the kit takes no
-// empty command.
+/// Commands that read no parameters still need one byte: the kit takes no
+/// empty command.
 inline std::vector<uint8_t> noParameters()
 {
     return std::vector<uint8_t>(1, 0);

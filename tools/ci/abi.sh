@@ -10,25 +10,15 @@
 # ORVKIT_ABI_BUILD_DIR picks the build directory (default build/default, which
 # is RelWithDebInfo and so carries the debug info the dump is made from); the
 # library is built there when missing.
-set -euo pipefail
-cd "$(dirname "$0")/../.."
+source "$(dirname "$0")/preamble.sh"
 
 update=0
 [ "${1:-}" = --update ] && update=1
 
-need=()
-for p in abi-dumper abi-compliance-checker; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || need+=("$p")
-done
-if [ ${#need[@]} -gt 0 ]; then
-  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
-  $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${need[@]}"
-fi
+ci_install abi-dumper abi-compliance-checker
 
 build=${ORVKIT_ABI_BUILD_DIR:-build/default}
 if [ ! -e "$build/libOrvKit.so" ]; then
-  bash tools/install-deps.sh
   cmake --preset default >/dev/null
   build=build/default
 fi

@@ -3,24 +3,14 @@
 # with the `docs` target; any Doxygen warning, an undocumented public name
 # included, fails it. ORVKIT_DOCS_BUILD_DIR picks the build directory
 # (default build/default, configured when missing).
-set -euo pipefail
-cd "$(dirname "$0")/../.."
+source "$(dirname "$0")/preamble.sh"
 
-need=()
-for p in doxygen qhelpgenerator-qt5; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || need+=("$p")
-done
-if [ ${#need[@]} -gt 0 ]; then
-  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
-  $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${need[@]}"
-fi
+ci_install doxygen qhelpgenerator-qt5
 
 build=${ORVKIT_DOCS_BUILD_DIR:-build/default}
 if [ -f "$build/CMakeCache.txt" ]; then
   cmake "$build" >/dev/null          # finds doxygen if it came after the first configure
 else
-  bash tools/install-deps.sh
   cmake --preset default >/dev/null
   build=build/default
 fi

@@ -11,14 +11,8 @@ build=${ORVKIT_EXAMPLE_BUILD_DIR:-build-pkg}
 case "$build" in /*) ;; *) build="$PWD/$build" ;; esac
 prefix="$build/stage"
 moved="$build/stage-moved"
-work=$(mktemp -d)
-sim_pid=""
-cleanup() {
-  if [ -n "$sim_pid" ]; then kill "$sim_pid" 2>/dev/null || true; wait "$sim_pid" 2>/dev/null || true; fi
-  rm -rf "$work"
-}
-trap cleanup EXIT
-fail() { echo "example: $*" >&2; exit 1; }
+stage_name=example
+source tools/ci/sim.sh
 
 echo "== library and tools -> $prefix"
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVKIT_BUILD_TESTS=OFF -DORVKIT_BUILD_TOOLS=ON \
@@ -43,9 +37,7 @@ done
 echo "ok: $(basename "$lib"), SONAME libOrvKit.so.1, headers, tools"
 
 echo "== examples/minimal through find_package(OrvKit)"
-cmake -S examples/minimal -B "$work/minimal" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DCMAKE_CXX_FLAGS=-Werror >/dev/null
-cmake --build "$work/minimal" -j2 >/dev/null
+build_minimal "$prefix" "$work/minimal"
 
 echo "== examples/records through pkg-config, installed with --prefix $moved"
 rm -rf "$moved"
@@ -67,23 +59,8 @@ echo "$out"
   || fail "unexpected records output"
 
 echo "== minimal application against orvkit-sim"
-# The kit sends everything through http_proxy when set; the simulator is local.
-unset http_proxy https_proxy
-"$prefix/bin/orvkit-sim" --quiet --origins-file "$work/origins" --ca-file "$work/ca.pem" &
-sim_pid=$!
-for _ in $(seq 100); do
-  # The CA line comes last, so the file is whole once it is there.
-  grep -qs '^caCertificateFile=' "$work/origins" && break
-  kill -0 "$sim_pid" 2>/dev/null || fail "orvkit-sim ended early"
-  sleep 0.1
-done
-grep -qs '^caCertificateFile=' "$work/origins" || fail "orvkit-sim wrote no origins"
-origin() { sed -n "s/^$1=//p" "$work/origins"; }
-mkdir -p "$work/save"
-VX_SAVEFILE_DIR="$work/save" \
-  "$work/minimal/orvkit-minimal" "$(origin authServerOrigin)" "$(origin apiServerOrigin)" driver01 orv-pass-01 \
-  "$work/ca.pem" | tee "$work/minimal.out"
-grep -q '^  spots ' "$work/minimal.out" || fail "the minimal application printed no summary"
+start_sim "$prefix/bin/orvkit-sim"
+run_minimal "$work/minimal/orvkit-minimal"
 
 echo "== installed orvkit-cli against orvkit-sim"
 mkdir -p "$work/save-cli"

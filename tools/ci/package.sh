@@ -6,19 +6,13 @@
 # pkg-config, then runs both against the packaged orvkit-sim.
 # ORVKIT_PACKAGE_DIR picks the output directory (default build/package);
 # ORVKIT_PACKAGE_REUSE=1 checks the packages of the previous run again.
-set -euo pipefail
-cd "$(dirname "$0")/../.."
+source "$(dirname "$0")/preamble.sh"
+stage_name=package
+source tools/ci/sim.sh
 root=$PWD
 
-need=()
-for p in debhelper lintian devscripts equivs dpkg-dev; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || need+=("$p")
-done
+ci_install debhelper lintian devscripts equivs dpkg-dev
 SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
-if [ ${#need[@]} -gt 0 ]; then
-  $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${need[@]}"
-fi
 # The build dependencies, as README says; only when some are missing.
 if ! dpkg-checkbuilddeps 2>/dev/null; then
   $SUDO mk-build-deps -i -r -t "env DEBIAN_FRONTEND=noninteractive apt-get -y -qq --no-install-recommends" debian/control
@@ -27,14 +21,6 @@ fi
 
 out=${ORVKIT_PACKAGE_DIR:-build/package}
 case "$out" in /*) ;; *) out="$root/$out" ;; esac
-work=$(mktemp -d)
-sim_pid=""
-cleanup() {
-  if [ -n "$sim_pid" ]; then kill "$sim_pid" 2>/dev/null || true; wait "$sim_pid" 2>/dev/null || true; fi
-  rm -rf "$work"
-}
-trap cleanup EXIT
-fail() { echo "package: $*" >&2; exit 1; }
 
 if [ "${ORVKIT_PACKAGE_REUSE:-0}" != 1 ]; then
   echo "== dpkg-buildpackage (nocheck) in $out/src"
@@ -74,9 +60,7 @@ done
 echo "ok: library, -dev files, headers, tools; no RPATH"
 
 echo "== examples/minimal through find_package(OrvKit)"
-cmake -S examples/minimal -B "$work/cmake" -DCMAKE_PREFIX_PATH="$pkgroot/usr" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DCMAKE_CXX_FLAGS=-Werror >/dev/null
-cmake --build "$work/cmake" -j2 >/dev/null
+build_minimal "$pkgroot/usr" "$work/cmake"
 grep -q "$pkgroot/usr/include/OrvKit" "$work/cmake/CMakeFiles/orvkit-minimal.dir/flags.make" \
   || fail "find_package did not take the headers from the packaged tree"
 
@@ -87,25 +71,12 @@ c++ -std=c++17 -fPIC -Wall -Wextra -Wpedantic -Werror examples/minimal/main.cpp 
   $(pkg-config --cflags --libs orvkit Qt5Core) -Wl,-rpath,"$(realpath "$(pkg-config --variable=libdir orvkit)")" -o "$work/pc-minimal"
 
 echo "== both against the packaged orvkit-sim"
-unset http_proxy https_proxy
-LD_LIBRARY_PATH=$libdir "$pkgroot/usr/bin/orvkit-sim" --quiet --origins-file "$work/origins" --ca-file "$work/ca.pem" &
-sim_pid=$!
-for _ in $(seq 100); do
-  # The CA line comes last, so the file is whole once it is there.
-  grep -qs '^caCertificateFile=' "$work/origins" && break
-  kill -0 "$sim_pid" 2>/dev/null || fail "orvkit-sim ended early"
-  sleep 0.1
-done
-grep -qs '^caCertificateFile=' "$work/origins" || fail "orvkit-sim wrote no origins"
-origin() { sed -n "s/^$1=//p" "$work/origins"; }
+start_sim "$pkgroot/usr/bin/orvkit-sim" LD_LIBRARY_PATH="$libdir"
 for app in "$work/cmake/orvkit-minimal" "$work/pc-minimal"; do
-  mkdir -p "$work/save"; rm -f "$work/save"/*
   loaded=$(ldd "$app" | sed -n 's/.*libOrvKit\.so\.1 => \([^ ]*\).*/\1/p')
   [ -n "$loaded" ] && [ "$(realpath "$loaded")" = "$(realpath "$libdir/libOrvKit.so.1")" ] \
     || fail "$app loads ${loaded:-no libOrvKit.so.1}, not the packaged library"
-  VX_SAVEFILE_DIR="$work/save" "$app" "$(origin authServerOrigin)" "$(origin apiServerOrigin)" driver01 orv-pass-01 \
-    "$work/ca.pem" > "$work/app.out" || { cat "$work/app.out"; fail "$app failed"; }
-  grep -q '^  spots ' "$work/app.out" || { cat "$work/app.out"; fail "$app printed no summary"; }
+  run_minimal "$app" >/dev/null
   echo "ok: $(basename "$app")"
 done
 echo "package: all ok"

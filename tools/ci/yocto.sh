@@ -9,8 +9,7 @@
 #     path of the source, build or sysroot directory.
 # Reuses the armhf stage's sysroot (ORVKIT_ARMHF_SYSROOT, default
 # build-armhf-sysroot); ORVKIT_YOCTO_BUILD_DIR picks the build directory.
-set -euo pipefail
-cd "$(dirname "$0")/../.."
+source "$(dirname "$0")/preamble.sh"
 root=$PWD
 recipe=packaging/yocto/recipes-connectivity/orvkit/orvkit_git.bb
 fail() { echo "yocto: $*" >&2; exit 1; }
