@@ -15,14 +15,8 @@ if [ ! -x "$qt5/tests/wire/wire_test" ]; then
   cmake --build "$qt5" -j2 --target wire_test OrvKit orvkit-sim orvkit-cli
 fi
 
-work=$(mktemp -d)
-sim_pid=""
-cleanup() {
-  if [ -n "$sim_pid" ]; then kill "$sim_pid" 2>/dev/null || true; wait "$sim_pid" 2>/dev/null || true; fi
-  rm -rf "$work"
-}
-trap cleanup EXIT
-fail() { echo "qt6: $*" >&2; exit 1; }
+stage_name=qt6
+source tools/ci/sim.sh
 
 echo "== request bytes of the whole chain: Qt 5 build against Qt 6 build"
 for build in "$qt5" "$qt6"; do
@@ -47,11 +41,11 @@ echo "shared and identical: $(comm -12 "$work/qt5.files" "$work/qt6.files" | tr 
 prefix="$work/both"
 cmake --install "$qt5" --prefix "$prefix" >/dev/null
 cmake --install "$qt6" --prefix "$prefix" >/dev/null
-lib6=$(find "$prefix" -name 'libOrvKitQt6.so.1.0.0' -print -quit)
-[ -n "$lib6" ] || fail "libOrvKitQt6.so.1.0.0 not installed"
+lib6=$(find "$prefix" -name 'libOrvKitQt6.so.1.*.*' -print -quit)
+[ -n "$lib6" ] || fail "libOrvKitQt6.so.1 not installed"
 libdir=$(dirname "$lib6")
 readelf -d "$lib6" | grep -q 'SONAME.*\[libOrvKitQt6\.so\.1\]' || fail "SONAME is not libOrvKitQt6.so.1"
-readelf -d "$libdir/libOrvKit.so.1.0.0" | grep -q 'SONAME.*\[libOrvKit\.so\.1\]' || fail "libOrvKit.so.1 is gone"
+readelf -d "$libdir/libOrvKit.so.1" | grep -q 'SONAME.*\[libOrvKit\.so\.1\]' || fail "libOrvKit.so.1 is gone"
 for f in cmake/OrvKit/OrvKitConfig.cmake cmake/OrvKitQt6/OrvKitQt6Config.cmake pkgconfig/orvkit.pc pkgconfig/orvkit-qt6.pc; do
   [ -f "$libdir/$f" ] || fail "$f not installed"
 done
@@ -67,9 +61,7 @@ diff <(exports "$libdir/libOrvKit.so.1") <(exports "$lib6") >/dev/null \
 echo "ok: libOrvKit.so.1 and libOrvKitQt6.so.1 side by side, $(exports "$lib6" | wc -l) exported symbols each"
 
 echo "== examples against OrvKitQt6"
-cmake -S examples/minimal -B "$work/minimal" -DCMAKE_PREFIX_PATH="$prefix" -DORVKIT_QT_MAJOR_VERSION=6 \
-  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_FLAGS=-Werror >/dev/null
-cmake --build "$work/minimal" -j2 >/dev/null
+build_minimal "$prefix" "$work/minimal" -DORVKIT_QT_MAJOR_VERSION=6
 ldd "$work/minimal/orvkit-minimal" | grep -q libOrvKitQt6.so.1 || fail "the minimal example does not link OrvKitQt6"
 PKG_CONFIG_PATH="$libdir/pkgconfig"
 export PKG_CONFIG_PATH
@@ -80,19 +72,6 @@ printf '%s' '{"spot":{"count":7,"updatedAt":"x"},"folder":{"count":2,"updatedAt"
   || fail "the records example failed against orvkit-qt6"
 
 # The tools come with the Qt 5 build.
-unset http_proxy https_proxy
-"$prefix/bin/orvkit-sim" --quiet --origins-file "$work/origins" --ca-file "$work/ca.pem" &
-sim_pid=$!
-for _ in $(seq 100); do
-  grep -qs '^caCertificateFile=' "$work/origins" && break
-  kill -0 "$sim_pid" 2>/dev/null || fail "orvkit-sim ended early"
-  sleep 0.1
-done
-grep -qs '^caCertificateFile=' "$work/origins" || fail "orvkit-sim wrote no origins"
-origin() { sed -n "s/^$1=//p" "$work/origins"; }
-mkdir -p "$work/save"
-VX_SAVEFILE_DIR="$work/save" LD_LIBRARY_PATH="$libdir" \
-  "$work/minimal/orvkit-minimal" "$(origin authServerOrigin)" "$(origin apiServerOrigin)" driver01 orv-pass-01 \
-  "$work/ca.pem" > "$work/minimal.out"
-grep -q '^  spots ' "$work/minimal.out" || fail "the minimal application on Qt 6 printed no summary"
+start_sim "$prefix/bin/orvkit-sim"
+LD_LIBRARY_PATH="$libdir" run_minimal "$work/minimal/orvkit-minimal"
 echo "qt6: all ok"

@@ -29,11 +29,11 @@ start_sim() {
 # origin NAME: one origin the simulator wrote, e.g. origin apiServerOrigin.
 origin() { sed -n "s/^$1=//p" "$work/origins"; }
 
-# build_minimal PREFIX DIR: builds examples/minimal into DIR through
-# find_package against the installation under PREFIX.
+# build_minimal PREFIX DIR [CMAKE_ARG...]: builds examples/minimal into DIR
+# through find_package against the installation under PREFIX.
 build_minimal() {
   cmake -S examples/minimal -B "$2" -DCMAKE_PREFIX_PATH="$1" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-    -DCMAKE_CXX_FLAGS=-Werror >/dev/null
+    -DCMAKE_CXX_FLAGS=-Werror "${@:3}" >/dev/null
   cmake --build "$2" -j2 >/dev/null
 }
 
