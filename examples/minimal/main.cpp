@@ -58,7 +58,7 @@ int main(int argc, char** argv)
     OrvKitDat::CarPositions position;
     position.lon = 139.767125;
     position.lat = 35.681236;
-    position.measuredAt = "2024-06-15T09:30:00+09:00";
+    position.measuredAt = "2024-06-15T00:30:00Z"; // UTC, ISO 8601
     VxSerialization::Archive archive; // the command carries the record as archive bytes
     position.serialize(archive);
     ok = ok && exchange(kit, inbox, CMD_GET_CERTIFICATE, OrvKitCommands::noParameters(), answer) &&
