@@ -129,6 +129,9 @@ public:
     /// earlier command and is skipped; the certificate command has no
     /// acceptance; commands whose answers are not passed on end with their
     /// acceptance. The kit's own time-out is 30 s.
+    /// @param command the row of the command sent (OrvKitCommands::findCommand()).
+    /// @param answer receives the final message.
+    /// @param timeout how long to wait in all.
     /// @param seen called with every message taken, the final one included.
     Outcome waitForOutcome(const OrvKitCommands::Command& command, Message& answer, std::chrono::milliseconds timeout,
                            const std::function<void(const Message&)>& seen = nullptr)
