@@ -173,7 +173,8 @@ TEST(OrvCliSimulatorRestartTest, StoredTokenOutlivesARestartAForgedOneIsRefused)
             ASSERT_GT(token.size(), 40U);
             // Same claims, another signature: the server refuses it though it has not expired.
             std::ofstream(directory.filePath("save/OrvToken.ini").toStdString())
-                << "TokenAccess=" << token.substr(0, token.size() - 2) << "AA\nTokenExpiration=2147483000\n";
+                << "TokenAccess=" << token.substr(0, token.size() - 1) << (token.back() == '0' ? '1' : '0')
+                << "\nTokenExpiration=2147483000\n";
             const Outcome forged = run(chain);
             EXPECT_EQ(forged.exitCode, 80) << forged.out << forged.err;
             EXPECT_NE(forged.err.find("summary failed: result code 80"), std::string::npos) << forged.err;

@@ -1,7 +1,5 @@
 #include "OrvSimAccounts.h"
 
-#include <QByteArray>
-
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
@@ -26,13 +24,9 @@ const size_t kMaxTokens = 100000;
 const size_t kTokensShown = 5;
 const size_t kKeyBytes = 32;
 
-std::string randomText(size_t bytes)
+std::string hexOf(const std::string& raw)
 {
     static const char digits[] = "0123456789abcdef";
-    std::string raw(bytes, '\0');
-    if (RAND_bytes(reinterpret_cast<unsigned char*>(&raw[0]), static_cast<int>(bytes)) != 1) {
-        return std::string();
-    }
     std::string text;
     for (char c : raw) {
         const unsigned char b = static_cast<unsigned char>(c);
@@ -40,6 +34,22 @@ std::string randomText(size_t bytes)
         text += digits[b & 0x0F];
     }
     return text;
+}
+
+// The bytes of lower-case hex text; empty for anything else.
+std::string bytesOfHex(const std::string& text)
+{
+    std::string raw;
+    for (size_t i = 0; text.size() % 2 == 0 && i < text.size(); i += 2) {
+        const char* digits = "0123456789abcdef";
+        const char* high = std::strchr(digits, text[i]);
+        const char* low = std::strchr(digits, text[i + 1]);
+        if (text[i] == '\0' || text[i + 1] == '\0' || high == nullptr || low == nullptr) {
+            return std::string();
+        }
+        raw += static_cast<char>(((high - digits) << 4) | (low - digits));
+    }
+    return raw;
 }
 
 std::string randomBytes(size_t count)
@@ -51,9 +61,9 @@ std::string randomBytes(size_t count)
     return raw;
 }
 
-QByteArray base64url(const std::string& bytes)
+std::string randomText(size_t bytes)
 {
-    return QByteArray::fromStdString(bytes).toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals);
+    return hexOf(randomBytes(bytes));
 }
 
 } // namespace
@@ -154,10 +164,9 @@ bool OrvSimAccounts::signIn(int environment, const std::string& loginId, const s
         }
     }
     // environment, expiry, a nonce and the login id, then the HMAC of that text.
-    const std::string claims = base64url(std::to_string(environment) + "\n" + std::to_string(now + lifetime) +
-                                         "\n" + randomText(8) + "\n" + loginId)
-                                   .toStdString();
-    const std::string token = claims + "." + base64url(sign(claims)).toStdString();
+    const std::string claims = hexOf(std::to_string(environment) + "\n" + std::to_string(now + lifetime) + "\n" +
+                                     randomText(8) + "\n" + loginId);
+    const std::string token = claims + "." + hexOf(sign(claims));
     tokens[token] = Token{environment, now + lifetime, loginId, ++issued};
     answer = QJsonObject();
     answer.insert("access_token", QString::fromStdString(token));
@@ -185,15 +194,12 @@ OrvSimAccounts::Check OrvSimAccounts::check(int environment, const std::string& 
             return Check::Unknown;
         }
         const std::string claims = token.substr(0, dot);
-        const std::string signature =
-            QByteArray::fromBase64(QByteArray::fromStdString(token.substr(dot + 1)), QByteArray::Base64UrlEncoding)
-                .toStdString();
+        const std::string signature = bytesOfHex(token.substr(dot + 1));
         const std::string expected = sign(claims);
         if (signature.size() != expected.size() || CRYPTO_memcmp(signature.data(), expected.data(), expected.size()) != 0) {
             return Check::Unknown;
         }
-        std::istringstream fields(
-            QByteArray::fromBase64(QByteArray::fromStdString(claims), QByteArray::Base64UrlEncoding).toStdString());
+        std::istringstream fields(bytesOfHex(claims));
         Token earlier{-1, 0, std::string(), ++issued};
         std::string nonce;
         if (!(fields >> earlier.environment >> earlier.expiresAt >> nonce) || fields.get() != '\n' ||
