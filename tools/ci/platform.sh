@@ -12,8 +12,8 @@ case "$work" in /*) ;; *) work="$PWD/$work" ;; esac
 rm -rf "$work/source" "$work/framework"
 mkdir -p "$work/source" "$work/framework"
 
-# What the library is built from, and nothing else.
-cp -Rp CMakeLists.txt cmake include kit service http data util sysdata "$work/source/"
+# What the library and its reference are built from, and nothing else.
+cp -Rp CMakeLists.txt cmake docs include kit service http data util sysdata "$work/source/"
 cp -Rp vxframework/include "$work/framework/include"
 
 cmake -S "$work/source" -B "$work/build" \
