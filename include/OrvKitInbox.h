@@ -58,7 +58,7 @@ public:
         Failure,      ///< The command's failure message; answer.code() is the result code.
         Refused,      ///< Refused before any request (OrvKitDef::MSG_REQUEST_ERROR, MSG_LOGIN_ERROR).
         AcceptedOnly, ///< Accepted, and the kit passes no answer on for this command (0x81, 0x91, 0x101).
-        NotTaken,     ///< sendCommand() returned 0: the kit is not open, or the code is unknown.
+        NotTaken,     ///< Not sent: the kit is not open, the command is empty, or its code is not in the table.
         TimedOut      ///< Nothing final arrived in time.
     };
 
