@@ -127,8 +127,8 @@ TEST_F(KitConcurrencyTest, SendersOnSeveralThreadsAcrossOpenCloseCycles)
 
 TEST_F(KitConcurrencyTest, DestroyingTheKitWithRequestsInFlight)
 {
-    // Replies that would take seconds: only the kit's teardown ends them.
-    server->route("*", "/", Reply::delayed(3000, Reply::ok("{}")), TestHttpsServer::Match::Prefix);
+    // Replies held until the server stops: only the kit's teardown ends them.
+    server->route("*", "/", Reply::held("never", Reply::ok("{}")), TestHttpsServer::Match::Prefix);
     struct Case { const char* name; bool closeFirst, waitForServer; };
     for (const Case& c : {Case{"requests wait at the server", false, true}, Case{"close, then destroy at once", true, true},
                           Case{"commands still queued", false, false}}) {

@@ -171,7 +171,9 @@ TEST_F(CertificateShadowTest, ServerCertificatesAreCheckedOnlyWhenAskedForAndOnl
         for (const auto& command : commands) {
             const Message m = last(command.code, command.data);
             EXPECT_EQ(m.id, c.accepted ? command.success : command.failure) << std::hex << command.code;
-            EXPECT_TRUE(c.accepted || m.payload == Bytes{command.result}) << std::hex << command.code;
+            if (!c.accepted) {
+                EXPECT_EQ(m.payload, Bytes{command.result}) << std::hex << command.code;
+            }
         }
         EXPECT_EQ(c.server.requestCount(), c.accepted ? 5u : 0u);
     }

@@ -13,33 +13,39 @@ TEST_F(DataCommandsTest, EachCommandSendsItsRequestAndReportsFailuresUnderTheSha
     const std::string spots = "/api/navi/bookmarks/v1/spots", folders = "/api/navi/bookmarks/v1/folders";
     const std::string destinations = "/api/navi/bookmarks/v1/destinations", plans = "/api/navi/driveplans/v1/plans";
     // result 0: the context answers nothing.
-    const struct { unsigned long code; Bytes data; const char* method; std::string target; unsigned long result; } cases[] = {
-        {CMD_GET_INFO_SUMMARY, {0}, "GET", "/api/navi/info/v1/summary" + id, MSG_INFO_SUMMARY_RESULT},
-        {CMD_GET_SPOTS, OrvKitCommands::pageBlock(1, 2, 20, 0xFFFF), "GET", spots + id + "&number=20&order=2&sort=1", MSG_SPOTS_RESULT},
-        {CMD_GET_SPOTS, OrvKitCommands::pageBlock(3, 0, 0xFFFF, 0), "GET", spots + at + "&number=65535&order=0&position=1&sort=3",
-         MSG_SPOTS_RESULT},
-        {CMD_GET_SPOTS, {0x01}, "GET", spots + at + "&number=0&order=0&position=1&sort=256", MSG_SPOTS_RESULT},
-        {CMD_GET_FOLDERS, OrvKitCommands::pageBlock(1, 2, 20, 0xFFFF), "GET", folders + id + "&number=20&order=2&sort=1", MSG_FOLDERS_RESULT},
-        {CMD_GET_FOLDERS, OrvKitCommands::pageBlock(4, 1, 10, 7), "GET", folders + id + "&number=10&order=1&position=1&sort=4",
-         MSG_FOLDERS_RESULT},
-        {CMD_GET_DESTINATIONS, {0}, "GET", destinations + id, MSG_DESTINATIONS_RESULT},
-        {CMD_DELETE_DESTINATION, bytesOf("abc"), "DELETE", destinations + "/abc" + id, MSG_DELETE_DESTINATION_RESULT},
-        {CMD_GET_PLANS, Bytes{0x00, 0x05}, "GET", plans + paged, MSG_PLANS_RESULT},
-        {CMD_GET_PLANS, {0xFF}, "GET", plans + paged, MSG_PLANS_RESULT},
-        {CMD_GET_PLANS, OrvKitCommands::plansBlock(false), "GET", plans + id, MSG_PLANS_RESULT},
-        {CMD_DELETE_PLANS, {0}, "DELETE", plans + id, MSG_DELETE_PLANS_RESULT},
-        {CMD_GET_SPOT_DETAIL, {0}, "GET", spots + "/SM3,AF,396J" + id, 0},
-        {CMD_GET_PLANS_SUMMARY, {0}, "GET", plans + "/summary" + id, 0},
-        {CMD_GET_GENRES, {0}, "GET", "/api/navi/info/v1/genres" + id, 0},
+    struct Case { const char* name; unsigned long code; Bytes data; const char* method; std::string target;
+                  unsigned long accepted, result; };
+    const Case cases[] = {
+        {"summary", CMD_GET_INFO_SUMMARY, {0}, "GET", "/api/navi/info/v1/summary" + id, 0x8011, 0x8013},
+        {"spots", CMD_GET_SPOTS, OrvKitCommands::pageBlock(1, 2, 20, 0xFFFF), "GET", spots + id + "&number=20&order=2&sort=1",
+         0x8021, 0x8023},
+        {"spots at", CMD_GET_SPOTS, OrvKitCommands::pageBlock(3, 0, 0xFFFF, 0), "GET",
+         spots + at + "&number=65535&order=0&position=1&sort=3", 0x8021, 0x8023},
+        {"spots, short block", CMD_GET_SPOTS, {0x01}, "GET", spots + at + "&number=0&order=0&position=1&sort=256", 0x8021,
+         0x8023},
+        {"folders", CMD_GET_FOLDERS, OrvKitCommands::pageBlock(1, 2, 20, 0xFFFF), "GET",
+         folders + id + "&number=20&order=2&sort=1", 0x8031, 0x8033},
+        {"folders at", CMD_GET_FOLDERS, OrvKitCommands::pageBlock(4, 1, 10, 7), "GET",
+         folders + id + "&number=10&order=1&position=1&sort=4", 0x8031, 0x8033},
+        {"destinations", CMD_GET_DESTINATIONS, {0}, "GET", destinations + id, 0x8041, 0x8043},
+        {"delete-destination", CMD_DELETE_DESTINATION, bytesOf("abc"), "DELETE", destinations + "/abc" + id, 0x8045, 0x8047},
+        {"plans paged", CMD_GET_PLANS, Bytes{0x00, 0x05}, "GET", plans + paged, 0x8051, 0x8053},
+        {"plans, short block", CMD_GET_PLANS, {0xFF}, "GET", plans + paged, 0x8051, 0x8053},
+        {"plans", CMD_GET_PLANS, OrvKitCommands::plansBlock(false), "GET", plans + id, 0x8051, 0x8053},
+        {"delete-plans", CMD_DELETE_PLANS, {0}, "DELETE", plans + id, 0x8055, 0x8057},
+        {"spot-detail", CMD_GET_SPOT_DETAIL, {0}, "GET", spots + "/SM3,AF,396J" + id, 0x8081, 0},
+        {"plans-summary", CMD_GET_PLANS_SUMMARY, {0}, "GET", plans + "/summary" + id, 0x8091, 0},
+        {"genres", CMD_GET_GENRES, {0}, "GET", "/api/navi/info/v1/genres" + id, 0x8101, 0},
     };
     openKit();
     identify(7, "M1", "D1");
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.target);
+    // A failed ASSERT ends its own command only.
+    const auto check = [&](const Case& c) {
+        SCOPED_TRACE(c.name);
         production->clearRequests();
-        const std::vector<Message> heard = run(c.code, c.data, {c.result != 0 ? c.result : MSG_ACCEPTED | c.code});
+        const std::vector<Message> heard = run(c.code, c.data, {c.result != 0 ? c.result : c.accepted});
         ASSERT_FALSE(heard.empty());
-        EXPECT_EQ(heard.front().id, MSG_ACCEPTED | c.code) << "acceptance comes first";
+        EXPECT_EQ(heard.front().id, c.accepted) << "acceptance comes first";
         EXPECT_TRUE(heard.front().payload.empty());
         if (c.result != 0) {
             ASSERT_EQ(heard.size(), 2u);
@@ -55,7 +61,9 @@ TEST_F(DataCommandsTest, EachCommandSendsItsRequestAndReportsFailuresUnderTheSha
         EXPECT_EQ(seen.target, c.target);
         EXPECT_EQ(seen.header("Authorization"), std::string("Bearer ") + kStoredToken);
         EXPECT_TRUE(seen.body.empty());
-    }
+    };
+    for (const Case& c : cases)
+        check(c);
     EXPECT_EQ(testCloud->requestCount(), 0u);
     // Each reporting context fails under the shared id, the success status of the others included.
     for (const auto& c : cases) {
@@ -67,8 +75,8 @@ TEST_F(DataCommandsTest, EachCommandSendsItsRequestAndReportsFailuresUnderTheSha
             const Message m = last(c.code, c.data);
             const int code = reply.status == 503 ? RESULT_UNAVAILABLE
                                                  : deleting ? RESULT_REPLY_NOT_USABLE : RESULT_UNCLASSIFIED;
-            EXPECT_EQ(m.id, MSG_RESULT_ERROR) << c.target;
-            EXPECT_EQ(m.payload, Bytes{static_cast<uint8_t>(code)}) << c.target;
+            EXPECT_EQ(m.id, 0x8073u) << c.name;
+            EXPECT_EQ(m.payload, Bytes{static_cast<uint8_t>(code)}) << c.name;
         }
     }
 }
@@ -121,7 +129,7 @@ TEST_F(DataCommandsTest, UnknownCodesAndSilentContextsAnswerNothingButAcceptance
 
 TEST_F(DataCommandsTest, SixthGetIsRefusedAfterItsAcceptance)
 {
-    production->route("GET", "/", Reply::delayed(400, Reply::ok("{}")), TestHttpsServer::Match::Prefix);
+    production->route("GET", "/", Reply::held("gets", Reply::ok("{}")), TestHttpsServer::Match::Prefix);
     openKit();
     for (unsigned long code : {CMD_GET_INFO_SUMMARY, CMD_GET_SPOTS, CMD_GET_FOLDERS, CMD_GET_DESTINATIONS, CMD_GET_PLANS})
         ASSERT_TRUE(send(code, OrvKitCommands::pageBlock(1, 1, 1, 0xFFFF)));
@@ -135,6 +143,7 @@ TEST_F(DataCommandsTest, SixthGetIsRefusedAfterItsAcceptance)
     ASSERT_FALSE(heard.empty());
     EXPECT_EQ(heard.back().id, MSG_DELETE_PLANS_RESULT);
     // The five in flight finish normally and free their slots.
+    production->release("gets");
     for (unsigned long id : {MSG_INFO_SUMMARY_RESULT, MSG_SPOTS_RESULT, MSG_FOLDERS_RESULT, MSG_DESTINATIONS_RESULT,
                              MSG_PLANS_RESULT})
         EXPECT_TRUE(listener->waitForId(id, nullptr, 3000)) << std::hex << id;
@@ -144,11 +153,13 @@ TEST_F(DataCommandsTest, SixthGetIsRefusedAfterItsAcceptance)
 
 TEST_F(DataCommandsTest, RepeatedCommandAbandonsTheEarlierRequestOfItsKindOnly)
 {
-    production->route("GET", "/api/navi/info/v1/summary", Reply::delayed(200, Reply::ok("{}")));
+    production->route("GET", "/api/navi/info/v1/summary", Reply::held("summary", Reply::ok("{}")));
     openKit();
     ASSERT_TRUE(send(CMD_GET_INFO_SUMMARY, {0}));
     ASSERT_TRUE(production->waitForRequests(1, 3000));
     ASSERT_TRUE(send(CMD_GET_INFO_SUMMARY, {0}));
+    ASSERT_TRUE(production->waitForRequests(2, 3000)); // the first one is abandoned by now
+    production->release("summary");
     ASSERT_TRUE(listener->waitForId(MSG_INFO_SUMMARY_RESULT, nullptr, 3000));
     std::vector<unsigned long> ids;
     for (const Message& m : heardBeforeFollowUp())
@@ -160,12 +171,16 @@ TEST_F(DataCommandsTest, RepeatedCommandAbandonsTheEarlierRequestOfItsKindOnly)
     // The handle of a kind whose request has finished still points at a pool
     // slot that may by now hold another command's request, which must run on.
     // The spot detail finishes first and leaves its handle on slot one.
-    production->route("GET", "/api/navi/bookmarks/v1/folders", Reply::delayed(200, Reply::ok("{\"folders\":[]}")));
+    production->route("GET", "/api/navi/bookmarks/v1/folders", Reply::held("folders", Reply::ok("{\"folders\":[]}")));
+    production->clearRequests();
     ASSERT_TRUE(send(CMD_GET_SPOT_DETAIL, {0}));
     ASSERT_FALSE(run(CMD_GET_INFO_SUMMARY, {0}, {MSG_INFO_SUMMARY_RESULT}).empty());
     listener->clear();
     ASSERT_TRUE(send(CMD_GET_FOLDERS, OrvKitCommands::pageBlock(1, 1, 10, 0xFFFF))); // takes slot one
+    ASSERT_TRUE(production->waitForRequests(3, 3000)); // folders is held at the server
     ASSERT_TRUE(send(CMD_GET_SPOT_DETAIL, {0}));
+    ASSERT_TRUE(production->waitForRequests(4, 3000));
+    production->release("folders");
     const std::vector<Message> heard = waitFor({MSG_FOLDERS_RESULT, MSG_RESULT_ERROR});
     ASSERT_FALSE(heard.empty()) << "the folders request was cancelled";
     EXPECT_EQ(heard.back().id, MSG_FOLDERS_RESULT);

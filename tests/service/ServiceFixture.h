@@ -19,7 +19,6 @@
 #include <chrono>
 #include <ctime>
 #include <memory>
-#include <thread>
 
 using namespace OrvKitDef;
 using Bytes = std::vector<uint8_t>;
@@ -139,20 +138,15 @@ protected:
         kit.reset(new OrvKit(prefs));
         kit->setListener(listener.get());
         ASSERT_EQ(kit->open(), 1);
-        ASSERT_TRUE(listener->waitForOpen(1, 3000));
-        // The service is published just before it announces itself; an
-        // unknown code is taken silently once it takes commands.
-        for (int tries = 0; !send(kUnknownCommand, {0}); ++tries) {
-            ASSERT_LT(tries, 1500) << "the kit takes no command";
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
+        ASSERT_TRUE(listener->waitForOpen(1, 3000)); // it takes commands from then on
     }
     void openKit() { openKit(preferences()); }
     // Closes the kit and waits for the close; the listener stays readable.
     void closeKit()
     {
-        const int before = listener ? listener->closeCount() : 0;
-        EXPECT_TRUE(!kit || kit->close() != 1 || listener->waitForClose(before + 1)) << "the kit did not close";
+        if (kit && kit->close() == 1) {
+            EXPECT_TRUE(listener->waitForClose(1)) << "the kit did not close";
+        }
         kit.reset();
     }
 

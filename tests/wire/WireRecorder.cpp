@@ -1,4 +1,5 @@
 #include "WireRecorder.h"
+#include "TestTime.h"
 
 #include <openssl/bio.h>
 #include <openssl/err.h>
@@ -265,6 +266,6 @@ std::string WireRecorder::transcript() const
 bool WireRecorder::waitForRequests(int count, int timeoutMs) const
 {
     std::unique_lock<std::mutex> lock(impl->mutex);
-    return impl->changed.wait_for(lock, std::chrono::milliseconds(timeoutMs),
+    return impl->changed.wait_for(lock, scaled(std::chrono::milliseconds(timeoutMs)),
                                   [&] { return impl->recorded >= count; });
 }
