@@ -25,6 +25,8 @@ set(ORVKIT_PUBLIC_HEADERS
   ${PROJECT_SOURCE_DIR}/include/OrvKitDef.h
   ${PROJECT_SOURCE_DIR}/include/OrvKitDat.h
   ${PROJECT_SOURCE_DIR}/include/OrvKitCommands.h
+  ${PROJECT_SOURCE_DIR}/include/OrvKitInbox.h
+  ${PROJECT_SOURCE_DIR}/include/OrvKitOrigins.h
   ${PROJECT_BINARY_DIR}/include/OrvKitExport.h)
 # OrvKitDat.h declares serialize/unserialize on the framework's archive, so an
 # application needs the archive's header too. With the platform framework the

@@ -11,6 +11,12 @@
 /// @file
 /// The records that decode the cloud service's answers and encode the two
 /// request bodies.
+///
+/// VxSerialization.h, the archive these records write and read, belongs to
+/// the platform framework: on the head unit it comes with the framework's
+/// headers; the host build installs its stand-in beside this header
+/// (include/OrvKit/). A position report (CMD_UPDATE_SHADOW) is an archived
+/// CarPositions, so every application that reports positions includes it.
 
 /// Records of the cloud service's answers and of the two request bodies.
 ///
@@ -178,8 +184,10 @@ public:
     bool copyFrom(const ResponseBase* source) override;
 
     uint32_t all = 0;  ///< Number of entries on the server ("all").
-    uint32_t sort = 0;  ///< Sort key of the list ("sort").
-    uint32_t order = 0;  ///< Sort order ("order").
+    /// Sort key of the list, as asked ("sort"): 0 last change, 1 creation
+    /// time, 2 name (spots: its reading), 3 distance (spots only).
+    uint32_t sort = 0;
+    uint32_t order = 0;  ///< Sort order, as asked ("order"): 0 ascending, 1 descending.
     uint32_t number = 0;  ///< Number of entries in this answer ("number").
     uint32_t position = 0;  ///< Position flag of the request ("position").
     double lon = 0.0;  ///< Longitude of the request's position in degrees ("lon").
@@ -278,8 +286,10 @@ public:
     bool copyFrom(const ResponseBase* source) override;
 
     uint32_t all = 0;  ///< Number of entries on the server ("all").
-    uint32_t sort = 0;  ///< Sort key of the list ("sort").
-    uint32_t order = 0;  ///< Sort order ("order").
+    /// Sort key of the list, as asked ("sort"): 0 last change, 1 creation
+    /// time, 2 name (spots: its reading), 3 distance (spots only).
+    uint32_t sort = 0;
+    uint32_t order = 0;  ///< Sort order, as asked ("order"): 0 ascending, 1 descending.
     uint32_t number = 0;  ///< Number of entries in this answer ("number").
     uint32_t position = 0;  ///< Position flag of the request ("position").
     std::vector<FolderData> folders;  ///< The folders, in the server's order ("folders").
@@ -522,7 +532,10 @@ public:
     std::string updatedAt;  ///< Last change ("updatedAt").
 };
 
-/// Input of the device-certificate request.
+/// Input of the device-certificate request. The kit fills it itself from the
+/// login's model and device number; an application has no use for it: the
+/// bytes of CMD_GET_CERTIFICATE are not read (yet at least one must be sent,
+/// OrvKitCommands::noParameters()).
 class ORVKIT_EXPORT CertificateRequest
 {
 public:
@@ -537,7 +550,10 @@ public:
     std::string deviceNo;  ///< Device number of the head unit ("deviceNo" of the body).
 };
 
-/// One position report for the device shadow.
+/// One position report for the device shadow: CMD_UPDATE_SHADOW carries it
+/// written into a VxSerialization::Archive. The kit replaces maker, model
+/// and deviceNo with the identity of the login (the shadow belongs to that
+/// device); the other members are sent as they are.
 class ORVKIT_EXPORT CarPositions
 {
 public:
@@ -548,13 +564,17 @@ public:
     /// Replaces out with the shadow update body. Texts are inserted unescaped.
     bool makeJson(std::vector<uint8_t>& out) const;
 
-    std::string maker = "06";  ///< Maker code, "06" unless replaced ("maker").
-    std::string model;  ///< Model of the head unit ("model").
-    std::string deviceNo;  ///< Device number of the head unit ("deviceNo").
-    std::string type;  ///< Kind of report ("type").
+    std::string maker = "06";  ///< Maker code ("maker"); the kit sends the login's maker code instead.
+    std::string model;  ///< Model of the head unit ("model"); the kit sends the login's model instead.
+    std::string deviceNo;  ///< Device number ("deviceNo"); the kit sends the login's device number instead.
+    /// Kind of report ("type"), a text the kit sends unread and unchecked;
+    /// orvkit-cli sends "1".
+    std::string type;
     double lon = 0.0;  ///< Longitude in degrees, written with twelve decimals ("lon").
     double lat = 0.0;  ///< Latitude in degrees, written with twelve decimals ("lat").
-    std::string measuredAt;  ///< Time of the measurement ("measuredAt").
+    /// Time of the measurement ("measuredAt"), ISO 8601 in UTC:
+    /// "2024-06-15T00:30:00Z". Inserted into the JSON body unescaped.
+    std::string measuredAt;
     uint32_t direction = 0;  ///< Heading ("direction").
     uint32_t speed = 0;  ///< Speed ("speed").
     double elevation = 0.0;  ///< Elevation, written with two decimals ("elevation").

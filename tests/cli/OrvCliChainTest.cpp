@@ -138,4 +138,51 @@ TEST(OrvCliCommandLineTest, HelpPerSubcommandAndErrorsNamingTheOption)
     }
 }
 
+// orvkit-sim as a user starts it, twice with the same command line: the token
+// that the first run issued and the client stored still opens the second run's
+// API; a forged one does not.
+TEST(OrvCliSimulatorRestartTest, StoredTokenOutlivesARestartAForgedOneIsRefused)
+{
+    QTemporaryDir directory;
+    ASSERT_TRUE(directory.isValid());
+    const QStringList simArgs = {"--quiet", "--state-dir", directory.filePath("state"), "--origins-file",
+                                 directory.filePath("origins"), "--ca-file", directory.filePath("ca.pem"), "--print-origins"};
+    const QString chain = "--origins-from-sim " + directory.filePath("origins") + " --save-dir " +
+                          directory.filePath("save") + " " + kLogin + " -- summary";
+    std::string firstToken;
+    for (int round = 0; round < 2; ++round) {
+        QProcess sim;
+        sim.start(ORVKIT_SIM_PATH, simArgs);
+        // The origins go to stdout once the file is written and the ports listen.
+        QByteArray printed;
+        while (!printed.contains("caCertificateFile=") && sim.waitForReadyRead(20000))
+            printed += sim.readAllStandardOutput();
+        ASSERT_TRUE(printed.contains("caCertificateFile=")) << sim.readAllStandardError().toStdString();
+        const Outcome outcome = run(chain);
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+        EXPECT_EQ(outcome.out.find("no sign-in was needed") != std::string::npos, round == 1) << outcome.out;
+        std::ifstream saved(directory.filePath("save/OrvToken.ini").toStdString());
+        std::string token;
+        for (std::string line; std::getline(saved, line);)
+            if (line.rfind("TokenAccess=", 0) == 0)
+                token = line.substr(12);
+        if (round == 0) {
+            firstToken = token;
+        } else {
+            EXPECT_EQ(token, firstToken);
+            ASSERT_GT(token.size(), 40U);
+            // Same claims, another signature: the server refuses it though it has not expired.
+            std::ofstream(directory.filePath("save/OrvToken.ini").toStdString())
+                << "TokenAccess=" << token.substr(0, token.size() - 1) << (token.back() == '0' ? '1' : '0')
+                << "\nTokenExpiration=2147483000\n";
+            const Outcome forged = run(chain);
+            EXPECT_EQ(forged.exitCode, 80) << forged.out << forged.err;
+            EXPECT_NE(forged.err.find("summary failed: result code 80"), std::string::npos) << forged.err;
+        }
+        sim.terminate();
+        EXPECT_TRUE(sim.waitForFinished(10000));
+        EXPECT_EQ(sim.exitCode(), 0);
+    }
+}
+
 } // namespace

@@ -8,6 +8,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTemporaryDir>
 
 #include <algorithm>
 #include <chrono>
@@ -162,6 +163,61 @@ TEST_F(SimulatorSmokeTest, DeadLinkSwallowsConnectionsForAWhile)
         back = outcome(get(genres, &client));
     EXPECT_EQ(back, "200 ");
     EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(3000));
+}
+
+// Tokens signed with the kept key outlive the simulator that issued them, up
+// to their expiry; what the key did not sign, or another key did, is unknown.
+TEST(SimulatorTokenKeyTest, ARestartWithTheSameKeyAcceptsWhatItIssued)
+{
+    QTemporaryDir directory;
+    ASSERT_TRUE(directory.isValid());
+    OrvCloudSimulator::Options options;
+    options.tokenKeyFile = directory.filePath("token-key").toStdString();
+    auto port = [](const std::string& origin) { return std::stoi(origin.substr(origin.rfind(':') + 1)); };
+    auto signIn = [&](OrvCloudSimulator& simulator, bool test) {
+        const OrvCloudSimulator::Origins o = simulator.origins();
+        httplib::SSLClient client("127.0.0.1", port(test ? o.authServerTestOrigin : o.authServerOrigin));
+        client.enable_server_certificate_verification(false);
+        return objectOf(client.Post("/api/navi/authorization/v1/local",
+                                    test ? R"({"loginid":"QahvomTPsk01","password":"orv-test-01"})"
+                                         : R"({"loginid":"driver01","password":"orv-pass-01"})",
+                                    "application/json"))
+            .value("access_token").toString().toStdString();
+    };
+    std::string valid, expired, test;
+    {
+        OrvCloudSimulator first;
+        ASSERT_TRUE(first.start(options));
+        valid = signIn(first, false);
+        test = signIn(first, true);
+        first.setTokenLifetime(-1);
+        expired = signIn(first, false);
+    }
+    ASSERT_FALSE(valid.empty());
+    ASSERT_FALSE(expired.empty());
+    std::string forged = valid;
+    forged[forged.find('.') - 2] ^= 0x01; // another expiry or login id, same signature
+
+    OrvCloudSimulator again;
+    ASSERT_TRUE(again.start(options));
+    httplib::SSLClient client("127.0.0.1", port(again.origins().apiServerOrigin));
+    client.enable_server_certificate_verification(false);
+    auto summary = [&](const std::string& token) {
+        return outcome(client.Get(("/api/navi/info/v1/summary?" + kIdentity).c_str(), {{"Authorization", "Bearer " + token}}));
+    };
+    const struct { const std::string& token; const char* outcome; } cases[] = {
+        {valid, "200 "}, {expired, "401 E4019001"}, {forged, "401 E4011001"}, {test, "401 E4011001"},
+        {std::string(64, 'a'), "401 E4011001"}, {valid + "x", "401 E4011001"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(summary(c.token), c.outcome) << c.token;
+
+    OrvCloudSimulator otherKey;
+    ASSERT_TRUE(otherKey.start(OrvCloudSimulator::Options()));
+    httplib::SSLClient other("127.0.0.1", port(otherKey.origins().apiServerOrigin));
+    other.enable_server_certificate_verification(false);
+    EXPECT_EQ(outcome(other.Get(("/api/navi/info/v1/summary?" + kIdentity).c_str(), {{"Authorization", "Bearer " + valid}})),
+              "401 E4011001");
 }
 
 } // namespace

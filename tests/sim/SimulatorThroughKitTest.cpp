@@ -5,6 +5,7 @@
 
 #include <OrvKit.h>
 #include <OrvKitCommands.h>
+#include <OrvKitInbox.h>
 
 #include <gtest/gtest.h>
 
@@ -149,6 +150,45 @@ TEST(SimulatorThroughKitTest, EveryCommandMeetsItsRouteAsTheTableDescribesIt)
     }
     kit.close();
     EXPECT_TRUE(listener.waitForClose());
+}
+
+// A server that no longer takes the stored token, though it has not expired
+// (here: a simulator with another key): the kit answers the login from the
+// token and the server refuses the next command with 80. The way out is to
+// remove the token file and sign in again.
+TEST(SimulatorThroughKitTest, AStoredTokenTheServerNoLongerTakesIsRemovedAndTheLoginAsksAgain)
+{
+    const char* directory = std::getenv("VX_SAVEFILE_DIR");
+    const std::string tokenFile = std::string(directory != nullptr ? directory : ".") + "/OrvToken.ini";
+    std::remove(tokenFile.c_str());
+    using Outcome = OrvKitInbox::Outcome;
+    const std::vector<uint8_t> login = OrvKitCommands::loginBlock(6, "ORV-NAV20", "0012345", "driver01", "orv-pass-01");
+    for (const bool forgotten : {false, true}) {
+        SCOPED_TRACE(forgotten ? "a simulator with another key" : "the first simulator");
+        OrvCloudSimulator simulator;
+        ASSERT_TRUE(simulator.start(OrvCloudSimulator::Options()));
+        OrvKitPreferences preferences;
+        preferences.authServerOrigin = simulator.origins().authServerOrigin;
+        preferences.apiServerOrigin = simulator.origins().apiServerOrigin;
+        OrvKitInbox inbox;
+        OrvKit kit(preferences);
+        kit.setListener(&inbox);
+        ASSERT_EQ(kit.open(), 1);
+        ASSERT_TRUE(inbox.waitOpened(std::chrono::seconds(5)));
+        OrvKitInbox::Message answer;
+        EXPECT_EQ(inbox.send(kit, CMD_LOGIN, login, answer), Outcome::Success);
+        EXPECT_EQ(answer.payload.empty(), forgotten) << "an empty login result: answered from the stored token";
+        if (forgotten) {
+            ASSERT_EQ(inbox.send(kit, CMD_GET_INFO_SUMMARY, OrvKitCommands::noParameters(), answer), Outcome::Failure);
+            EXPECT_EQ(answer.code(), RESULT_UNAUTHORIZED);
+            ASSERT_EQ(std::remove(tokenFile.c_str()), 0);
+            EXPECT_EQ(inbox.send(kit, CMD_LOGIN, login, answer), Outcome::Success);
+            EXPECT_FALSE(answer.payload.empty()) << "signed in at the server";
+        }
+        EXPECT_EQ(inbox.send(kit, CMD_GET_INFO_SUMMARY, OrvKitCommands::noParameters(), answer), Outcome::Success);
+        kit.close();
+        EXPECT_TRUE(inbox.waitClosed(std::chrono::seconds(5)));
+    }
 }
 
 } // namespace

@@ -28,7 +28,7 @@ libdir=$(dirname "$lib")
 [ "$(readlink "$libdir/libOrvKit.so.1")" = libOrvKit.so.1.1.0 ] || fail "libOrvKit.so.1 does not point at the library"
 [ "$(readlink "$libdir/libOrvKit.so")" = libOrvKit.so.1 ] || fail "libOrvKit.so does not point at libOrvKit.so.1"
 readelf -d "$lib" | grep -q 'SONAME.*\[libOrvKit\.so\.1\]' || fail "SONAME is not libOrvKit.so.1"
-for h in OrvKit.h OrvKitDef.h OrvKitDat.h OrvKitExport.h VxSerialization.h VxApi.h; do
+for h in OrvKit.h OrvKitDef.h OrvKitDat.h OrvKitCommands.h OrvKitInbox.h OrvKitOrigins.h OrvKitExport.h VxSerialization.h VxApi.h; do
   [ -f "$prefix/include/OrvKit/$h" ] || fail "header $h not installed"
 done
 for t in orvkit-sim orvkit-cli; do

@@ -65,71 +65,62 @@ int OrvCliCommand::run(OrvCliSession& session, const Settings& settings, std::os
         out << "-> " << command << " (command " << codeText << "): " << sentText << "\n"
             << "   " << data.size() << " bytes: " << hex(data) << "\n";
     }
-    if (!session.send(commandCode, data)) {
+    std::vector<uint8_t> bytes = data;
+    OrvKitDef::CmdData sent{bytes.data(), static_cast<uint32_t>(bytes.size()), commandCode};
+    if (session.kit().sendCommand(sent) != 1) {
         err << command << ": the kit did not take the command\n";
         return OrvCliResult::kExitInternal;
     }
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(settings.timeoutMs);
-    // Commands other than the certificate are accepted before their result;
-    // a final message seen earlier belongs to an abandoned command.
-    bool accepted = row->accepted == 0;
-    while (true) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        OrvCliSession::Message message;
-        if (left.count() <= 0 || !session.next(message, static_cast<int>(left.count()))) {
-            err << command << ": no answer within " << settings.timeoutMs << " ms\n";
-            return OrvCliResult::kExitTimeout;
-        }
-        if (settings.verbose) {
-            char idText[16];
-            std::snprintf(idText, sizeof idText, "0x%04lX", message.id);
-            out << "<- " << idText << " " << OrvCliResult::messageName(message.id) << ", " << message.payload.size()
-                << " bytes" << (message.payload.empty() ? "" : ": " + hex(message.payload, 24)) << "\n";
-        }
-        // The certificate has no acceptance: its result id is the one an acceptance would carry.
-        if (row->accepted != 0 && message.id == row->accepted) {
-            accepted = true;
-            if (hasNoResult()) {
-                lastId = message.id;
-                out << command << ": accepted; the library passes no answer on for this command\n";
-                return OrvCliResult::kExitOk;
+    OrvKitInbox::Message message;
+    const OrvKitInbox::Outcome outcome = session.inbox().waitForOutcome(
+        *row, message, std::chrono::milliseconds(settings.timeoutMs), [&](const OrvKitInbox::Message& seen) {
+            if (settings.verbose) {
+                char idText[16];
+                std::snprintf(idText, sizeof idText, "0x%04lX", seen.id);
+                out << "<- " << idText << " " << OrvCliResult::messageName(seen.id) << ", " << seen.payload.size()
+                    << " bytes" << (seen.payload.empty() ? "" : ": " + hex(seen.payload, 24)) << "\n";
             }
-            continue;
-        }
-        const bool refusal = message.id == MSG_REQUEST_ERROR || message.id == MSG_LOGIN_ERROR;
-        if (!OrvKitCommands::isFinal(*row, message.id) || (!accepted && !refusal)) {
-            continue;
-        }
-        lastId = message.id;
+        });
+    lastId = message.id;
+    const unsigned code = message.payload.empty() ? unsigned(RESULT_UNCLASSIFIED) : unsigned(message.payload[0]);
+    switch (outcome) {
+    case OrvKitInbox::Outcome::TimedOut:
+    case OrvKitInbox::Outcome::NotTaken:
+        lastId = 0;
+        err << command << ": no answer within " << settings.timeoutMs << " ms\n";
+        return OrvCliResult::kExitTimeout;
+    case OrvKitInbox::Outcome::AcceptedOnly:
+        out << command << ": accepted; the library passes no answer on for this command\n";
+        return OrvCliResult::kExitOk;
+    case OrvKitInbox::Outcome::Refused:
         lastPayload = message.payload;
-        const unsigned code = message.payload.empty() ? unsigned(RESULT_UNCLASSIFIED) : unsigned(message.payload[0]);
-        if (refusal) {
-            err << command << " refused: " << OrvCliResult::refusalName(code) << "\n";
-            return OrvCliResult::kExitRefused;
-        }
-        if (message.id == MSG_RESULT_ERROR || message.id == MSG_LOGIN_RESULT_ERROR ||
-            message.id == MSG_CERTIFICATE_ERROR) {
-            err << command << " failed: result code " << code << " " << OrvCliResult::codeName(code) << "\n";
-            return OrvCliResult::exitFor(code);
-        }
-        if (message.payload.empty() && commandCode == CMD_LOGIN) {
-            out << command << ": the stored token is still valid; no sign-in was needed\n";
-            return OrvCliResult::kExitOk;
-        }
-        if (message.payload.empty() && commandCode == CMD_GET_CERTIFICATE) {
-            out << command << ": the kit already holds a certificate\n";
-            return OrvCliResult::kExitOk;
-        }
-        if (settings.json) {
-            out << std::string(message.payload.begin(), message.payload.end()) << "\n";
-            return OrvCliResult::kExitOk;
-        }
-        out << command << ":\n";
-        if (!OrvCliPrinter::print(commandCode, message.payload, out)) {
-            err << command << ": the answer could not be decoded: "
-                << std::string(message.payload.begin(), message.payload.end()).substr(0, 200) << "\n";
-            return OrvCliResult::kExitUndecodable;
-        }
+        err << command << " refused: " << OrvCliResult::refusalName(code) << "\n";
+        return OrvCliResult::kExitRefused;
+    case OrvKitInbox::Outcome::Failure:
+        lastPayload = message.payload;
+        err << command << " failed: result code " << code << " " << OrvCliResult::codeName(code) << "\n";
+        return OrvCliResult::exitFor(code);
+    case OrvKitInbox::Outcome::Success:
+        break;
+    }
+    lastPayload = message.payload;
+    if (message.payload.empty() && commandCode == CMD_LOGIN) {
+        out << command << ": the stored token is still valid; no sign-in was needed\n";
         return OrvCliResult::kExitOk;
     }
+    if (message.payload.empty() && commandCode == CMD_GET_CERTIFICATE) {
+        out << command << ": the kit already holds a certificate\n";
+        return OrvCliResult::kExitOk;
+    }
+    if (settings.json) {
+        out << std::string(message.payload.begin(), message.payload.end()) << "\n";
+        return OrvCliResult::kExitOk;
+    }
+    out << command << ":\n";
+    if (!OrvCliPrinter::print(commandCode, message.payload, out)) {
+        err << command << ": the answer could not be decoded: "
+            << std::string(message.payload.begin(), message.payload.end()).substr(0, 200) << "\n";
+        return OrvCliResult::kExitUndecodable;
+    }
+    return OrvCliResult::kExitOk;
 }

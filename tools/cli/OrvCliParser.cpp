@@ -4,12 +4,11 @@
 #include "OrvCliResult.h"
 
 #include <CLI/CLI.hpp>
+#include <OrvKitOrigins.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
-#include <fstream>
-#include <map>
 
 namespace {
 
@@ -134,42 +133,6 @@ bool build(const std::string& name, const Fields& f, OrvCliCommand& command)
         text = "no parameters";
     }
     return command.prepare(name, bytes, text);
-}
-
-bool readOrigins(const std::string& path, OrvKitPreferences& preferences, std::string& error)
-{
-    std::ifstream in(path);
-    if (!in) {
-        error = "cannot read " + path;
-        return false;
-    }
-    const std::map<std::string, std::string*> fields = {
-        {"authServerOrigin", &preferences.authServerOrigin},
-        {"authServerTestOrigin", &preferences.authServerTestOrigin},
-        {"apiServerOrigin", &preferences.apiServerOrigin},
-        {"apiServerTestOrigin", &preferences.apiServerTestOrigin},
-        {"certificateOrigin", &preferences.certificateOrigin},
-        {"certificateTestOrigin", &preferences.certificateTestOrigin},
-        {"deviceShadowOrigin", &preferences.deviceShadowOrigin},
-        {"deviceShadowTestOrigin", &preferences.deviceShadowTestOrigin},
-    };
-    std::string line;
-    while (std::getline(in, line)) {
-        const size_t equals = line.find('=');
-        if (equals == std::string::npos) {
-            continue;
-        }
-        const std::string key = line.substr(0, equals);
-        const std::string value = line.substr(equals + 1);
-        auto field = fields.find(key);
-        if (field != fields.end()) {
-            *field->second = value;
-        } else if (key == "caCertificateFile" && !value.empty()) {
-            preferences.verifyServerCertificates = true;
-            preferences.caBundlePath = value;
-        }
-    }
-    return true;
 }
 
 // Parses one link; CLI11 reads its arguments from the back.
@@ -301,7 +264,7 @@ int OrvCliParser::parse(const std::vector<std::string>& args, Run& run, std::ost
         const std::string name = app.get_subcommands().front()->get_name();
         if (first) {
             std::string error;
-            if (!originsFile.empty() && !readOrigins(originsFile, run.preferences, error)) {
+            if (!originsFile.empty() && !OrvKitOrigins::load(originsFile, run.preferences, &error)) {
                 return usageError(error, err);
             }
             // An origin given on its own wins over the file.

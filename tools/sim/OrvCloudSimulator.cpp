@@ -211,6 +211,13 @@ bool OrvCloudSimulator::start(const Options& options, std::string* error)
     const int64_t lifetime = options.tokenLifetime > 0 ? options.tokenLifetime
                                                        : static_cast<int64_t>(seed.value("tokenLifetime").toDouble(3600));
     accounts->setTokenLifetime(lifetime);
+    if (!options.tokenKeyFile.empty()) {
+        std::string key;
+        if (!OrvSimAccounts::keptKey(options.tokenKeyFile, key, message)) {
+            return failWith(message);
+        }
+        accounts->setSigningKey(key);
+    }
     for (int env = 0; env < 2; ++env) {
         data[env].reset(new OrvSimDataSet);
         if (!data[env]->load(seed, message)) {

@@ -73,6 +73,10 @@ public:
         int shadowPort = 0;
         int shadowTestPort = 0;
         int64_t tokenLifetime = 0; // seconds; 0: the seed's "tokenLifetime", else 3600
+        // The file that keeps the key signing the tokens, created when missing:
+        // a simulator started again with it accepts the tokens issued before.
+        // Empty: a fresh key, tokens end with the simulator.
+        std::string tokenKeyFile;
         // Called on a server thread after each request.
         std::function<void(const RequestRecord&)> onRequest;
     };

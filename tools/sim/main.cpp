@@ -5,6 +5,10 @@
 
 #include <QCoreApplication>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -27,6 +31,9 @@ const char* const kUsage =
     "  --shadow-test-port N   test device-shadow port\n"
     "  --seed FILE            seed data (default: the built-in tools/sim/seed.json)\n"
     "  --token-lifetime S     access token lifetime in seconds (default: the seed's, else 3600)\n"
+    "  --state-dir DIR        keep the key that signs tokens in DIR/token-key, so that tokens\n"
+    "                         stay valid when the simulator starts again (default:\n"
+    "                         $XDG_STATE_HOME/orvkit-sim, else ~/.local/state/orvkit-sim)\n"
     "  --fault ROUTE=ITEM[,ITEM...]\n"
     "                         inject a fault; ITEM is STATUS, STATUS:CODE, STATUS:- (no body),\n"
     "                         delay=MS, drop, dead=MS or times=N; may be repeated. dead=MS: for\n"
@@ -57,11 +64,42 @@ bool readFile(const std::string& path, std::string& text)
     return static_cast<bool>(in) || in.eof();
 }
 
+// Written aside and renamed into place: a reader sees no file or the whole of it.
 bool writeFile(const std::string& path, const std::string& text)
 {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    const std::string aside = path + ".new" + std::to_string(getpid());
+    std::ofstream out(aside, std::ios::binary | std::ios::trunc);
     out << text;
-    return static_cast<bool>(out);
+    out.close();
+    if (!out || std::rename(aside.c_str(), path.c_str()) != 0) {
+        std::remove(aside.c_str());
+        return false;
+    }
+    return true;
+}
+
+// Creates dir and its missing parents (mode 0700); true when it exists.
+bool makeDirectory(const std::string& dir)
+{
+    for (size_t slash = dir.find('/', 1); ; slash = dir.find('/', slash + 1)) {
+        const std::string part = dir.substr(0, slash);
+        if (!part.empty() && mkdir(part.c_str(), 0700) != 0 && errno != EEXIST) {
+            return false;
+        }
+        if (slash == std::string::npos) {
+            return true;
+        }
+    }
+}
+
+std::string defaultStateDir()
+{
+    const char* state = std::getenv("XDG_STATE_HOME");
+    if (state != nullptr && *state == '/') {
+        return std::string(state) + "/orvkit-sim";
+    }
+    const char* home = std::getenv("HOME");
+    return home != nullptr && *home == '/' ? std::string(home) + "/.local/state/orvkit-sim" : std::string();
 }
 
 bool toPort(const char* text, int& port)
@@ -126,6 +164,8 @@ int main(int argc, char** argv)
     std::string seedPath;
     std::string originsFile;
     std::string caFile;
+    std::string stateDir = defaultStateDir();
+    bool stateDirGiven = false;
     std::string consoleAddress = "127.0.0.1";
     int consolePort = -1;
     bool printOrigins = false;
@@ -159,6 +199,9 @@ int main(int argc, char** argv)
                 std::cerr << "orvkit-sim: --token-lifetime needs a positive number of seconds\n";
                 return 2;
             }
+        } else if (arg == "--state-dir" && hasValue && *argv[i + 1] != '\0') {
+            stateDir = argv[++i];
+            stateDirGiven = true;
         } else if (arg == "--fault" && hasValue) {
             faults.push_back(argv[++i]);
         } else if (arg == "--console-port") {
@@ -190,6 +233,15 @@ int main(int argc, char** argv)
     if (!seedPath.empty() && !readFile(seedPath, options.seedText)) {
         std::cerr << "orvkit-sim: cannot read " << seedPath << "\n";
         return 1;
+    }
+
+    if (!stateDir.empty() && makeDirectory(stateDir)) {
+        options.tokenKeyFile = stateDir + "/token-key";
+    } else if (stateDirGiven) {
+        std::cerr << "orvkit-sim: cannot create " << stateDir << "\n";
+        return 1;
+    } else {
+        std::cerr << "orvkit-sim: no state directory: tokens end with this run\n";
     }
 
     // Block the stop signals before any server thread exists, then wait for them here.
