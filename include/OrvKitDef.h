@@ -24,18 +24,18 @@ struct CmdData
 /// by its acceptance, MSG_ACCEPTED | code, with an empty payload.
 enum : unsigned long {
     CMD_LOGIN = 0x01,  ///< Sign in (POST to the sign-in server). Bytes: maker byte, model, device number, login id, password, each text zero-terminated. Answers MSG_LOGIN_RESULT or MSG_LOGIN_RESULT_ERROR.
-    CMD_GET_INFO_SUMMARY = 0x11,  ///< Information summary (GET /api/navi/info/v1/summary). Bytes not read. Answers MSG_INFO_SUMMARY_RESULT, decoded with OrvKitDat::SummaryResponse.
-    CMD_GET_SPOTS = 0x21,  ///< Bookmarked spots (GET /api/navi/bookmarks/v1/spots). Bytes: 16-bit words sort, order, count, position flag (0xFFFF: none). Answers MSG_SPOTS_RESULT, decoded with OrvKitDat::BookmarksSpotsResponse.
-    CMD_GET_FOLDERS = 0x31,  ///< Bookmark folders (GET /api/navi/bookmarks/v1/folders). Bytes as CMD_GET_SPOTS. Answers MSG_FOLDERS_RESULT, decoded with OrvKitDat::BookmarksFoldersResponse.
-    CMD_GET_DESTINATIONS = 0x41,  ///< Destinations (GET /api/navi/bookmarks/v1/destinations). Bytes not read. Answers MSG_DESTINATIONS_RESULT, decoded with OrvKitDat::BookmarksDestsResponse.
-    CMD_DELETE_DESTINATION = 0x45,  ///< Deletes one destination (DELETE .../destinations/ID). Bytes: the id, no terminator. Answers MSG_DELETE_DESTINATION_RESULT (status 204).
-    CMD_GET_PLANS = 0x51,  ///< Drive plans (GET /api/navi/driveplans/v1/plans). Bytes: 16-bit word paging flag (0xFFFF: none). Answers MSG_PLANS_RESULT, decoded with OrvKitDat::PlansResponse.
-    CMD_DELETE_PLANS = 0x55,  ///< Deletes the drive plans (DELETE /api/navi/driveplans/v1/plans). Bytes not read. Answers MSG_DELETE_PLANS_RESULT (status 204).
+    CMD_GET_INFO_SUMMARY = 0x11,  ///< Information summary (GET; the path is in OrvKitCommands::kCommands). Bytes not read. Answers MSG_INFO_SUMMARY_RESULT, decoded with OrvKitDat::SummaryResponse.
+    CMD_GET_SPOTS = 0x21,  ///< Bookmarked spots (GET; the path is in OrvKitCommands::kCommands). Bytes: 16-bit words sort, order, count, position flag (0xFFFF: none). Answers MSG_SPOTS_RESULT, decoded with OrvKitDat::BookmarksSpotsResponse.
+    CMD_GET_FOLDERS = 0x31,  ///< Bookmark folders (GET; the path is in OrvKitCommands::kCommands). Bytes as CMD_GET_SPOTS. Answers MSG_FOLDERS_RESULT, decoded with OrvKitDat::BookmarksFoldersResponse.
+    CMD_GET_DESTINATIONS = 0x41,  ///< Destinations (GET; the path is in OrvKitCommands::kCommands). Bytes not read. Answers MSG_DESTINATIONS_RESULT, decoded with OrvKitDat::BookmarksDestsResponse.
+    CMD_DELETE_DESTINATION = 0x45,  ///< Deletes one destination (DELETE; the path, ending in the id, is in OrvKitCommands::kCommands). Bytes: the id, no terminator. Answers MSG_DELETE_DESTINATION_RESULT (status 204).
+    CMD_GET_PLANS = 0x51,  ///< Drive plans (GET; the path is in OrvKitCommands::kCommands). Bytes: 16-bit word paging flag (0xFFFF: none). Answers MSG_PLANS_RESULT, decoded with OrvKitDat::PlansResponse.
+    CMD_DELETE_PLANS = 0x55,  ///< Deletes the drive plans (DELETE; the path is in OrvKitCommands::kCommands). Bytes not read. Answers MSG_DELETE_PLANS_RESULT (status 204).
     CMD_UPDATE_SHADOW = 0x61,  ///< Position report to the device shadow, over mutual TLS with the certificate from CMD_GET_CERTIFICATE. Bytes: an archived OrvKitDat::CarPositions. Answers MSG_SHADOW_RESULT.
     CMD_GET_CERTIFICATE = 0x65,  ///< Device certificate (POST to the certificate endpoint). Bytes not read; no acceptance. Answers MSG_CERTIFICATE_RESULT (empty at once when one is held) or MSG_CERTIFICATE_ERROR.
-    CMD_GET_SPOT_DETAIL = 0x81,  ///< Spot detail (GET .../spots/CODE). Bytes not read. Accepted, but no result message follows.
-    CMD_GET_PLANS_SUMMARY = 0x91,  ///< Drive plan start times (GET /api/navi/driveplans/v1/plans/summary). Bytes not read. Accepted, but no result message follows.
-    CMD_GET_GENRES = 0x101  ///< Genre tree (GET /api/navi/info/v1/genres). Bytes not read. Accepted, but no result message follows.
+    CMD_GET_SPOT_DETAIL = 0x81,  ///< Spot detail (GET; the path is in OrvKitCommands::kCommands). Bytes not read. Accepted, but no result message follows.
+    CMD_GET_PLANS_SUMMARY = 0x91,  ///< Drive plan start times (GET; the path is in OrvKitCommands::kCommands). Bytes not read. Accepted, but no result message follows.
+    CMD_GET_GENRES = 0x101  ///< Genre tree (GET; the path is in OrvKitCommands::kCommands). Bytes not read. Accepted, but no result message follows.
 };
 
 /// Result message identifiers (CmdData::uniqueID on the way out).
