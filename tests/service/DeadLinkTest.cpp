@@ -19,12 +19,14 @@ namespace {
 const int kTimeoutMs = std::getenv("ORVKIT_TEST_EMULATOR") != nullptr ? 1000 : 300;
 
 // The service with that time-out on every request but those of the patient
-// contexts, which may wait twenty times as long.
+// contexts, and every request once the link is back (allPatient), which may
+// wait twenty times as long: a loaded machine must not pass for a dead link.
 class ShortTimeoutService : public OrvServerService
 {
 public:
-    ShortTimeoutService(OrvKitPreferences* prefs, std::set<unsigned int> patientContexts)
-        : OrvServerService(prefs, nullptr), patient(std::move(patientContexts))
+    ShortTimeoutService(OrvKitPreferences* prefs, std::set<unsigned int> patientContexts,
+                        const std::atomic<bool>& allPatient)
+        : OrvServerService(prefs, nullptr), patient(std::move(patientContexts)), allPatient(allPatient)
     {
     }
 
@@ -32,11 +34,13 @@ protected:
     void prepareRequest(OrvQtHttpRequest* request) override
     {
         OrvServerService::prepareRequest(request);
-        request->setTimeout(patient.count(request->getContext()) != 0 ? 20 * kTimeoutMs : kTimeoutMs);
+        const bool waits = allPatient.load() || patient.count(request->getContext()) != 0;
+        request->setTimeout(waits ? 20 * kTimeoutMs : kTimeoutMs);
     }
 
 private:
     std::set<unsigned int> patient;
+    const std::atomic<bool>& allPatient;
 };
 
 // Holds the answers of a route until released.
@@ -80,9 +84,10 @@ protected:
     void startService(const OrvKitPreferences& preferences, std::set<unsigned int> patient = {})
     {
         prefs = preferences;
+        linkBack = false;
         listener.reset(new RecordingListener);
         worker = std::thread([this, patient] {
-            ShortTimeoutService service(&prefs, patient);
+            ShortTimeoutService service(&prefs, patient, linkBack);
             service.setListener(listener.get());
             running = &service;
             service.eventLoop();
@@ -118,6 +123,7 @@ protected:
     OrvKitPreferences prefs;
     std::thread worker;
     std::atomic<OrvServerService*> running{nullptr};
+    std::atomic<bool> linkBack{false};
 };
 
 TEST_F(DeadLinkTest, CommandCaughtFailsOnceAndTheNextSucceeds)
@@ -176,6 +182,7 @@ TEST_F(DeadLinkTest, CommandCaughtFailsOnceAndTheNextSucceeds)
             EXPECT_EQ(failed.payload, Bytes{c.result});
             EXPECT_EQ(relay.dead(), 1u);
             relay.swallowNewConnections(false);
+            linkBack = true;
             const Message next = answer(c.code, c.data, c.success, c.failure);
             EXPECT_EQ(next.id, c.success) << "result code " << (next.payload.empty() ? -1 : next.payload[0]);
             EXPECT_EQ(listener->received().size(), c.code == CMD_GET_CERTIFICATE ? 1u : 2u) << "one result only";
