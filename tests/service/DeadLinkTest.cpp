@@ -167,12 +167,10 @@ TEST_F(DeadLinkTest, CommandCaughtFailsOnceAndTheNextSucceeds)
                          match);
             startService(prefs);
             if (c.endpoint == Shadow) {
-                ASSERT_EQ(answer(CMD_GET_CERTIFICATE, {0}).id,
-                          MSG_CERTIFICATE_RESULT);
+                ASSERT_EQ(answer(CMD_GET_CERTIFICATE, {0}).id, MSG_CERTIFICATE_RESULT);
             }
             if (midAnswer) {
-                const Message made = certificate ? answer(CMD_LOGIN, login7())
-                                                 : answer(c.code, c.data);
+                const Message made = certificate ? answer(CMD_LOGIN, login7()) : answer(c.code, c.data);
                 ASSERT_EQ(made.id, certificate ? MSG_LOGIN_RESULT : c.success) << "connection established";
                 relay.dieMidAnswer();
             } else {
@@ -187,7 +185,8 @@ TEST_F(DeadLinkTest, CommandCaughtFailsOnceAndTheNextSucceeds)
             linkBack = true;
             const Message next = answer(c.code, c.data);
             EXPECT_EQ(next.id, c.success) << "result code " << (next.payload.empty() ? -1 : next.payload[0]);
-            EXPECT_EQ(heardCount + takeQueued(*inbox).size(), c.code == CMD_GET_CERTIFICATE ? 1u : 2u) << "one result only";
+            EXPECT_EQ(heardCount + takeQueued(*inbox).size(), c.code == CMD_GET_CERTIFICATE ? 1u : 2u)
+                << "one result only";
             stopService();
         }
     }
