@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # Package stage: builds the Debian packages from debian/ (tests skipped: CI
-# runs the suite in its own stage), runs lintian on them, unpacks them into a
-# private root (the machine's package database is left alone) and builds
-# examples/minimal against that -dev tree through find_package and through
-# pkg-config, then runs both against the packaged orvkit-sim.
+# runs the suite in its own stage), runs lintian on them, checks that no file
+# is in two packages (the Qt 5 and Qt 6 ones install together), unpacks them
+# into a private root (the machine's package database is left alone) and
+# builds examples/minimal against each library's -dev tree through
+# find_package and through pkg-config, then runs them against the packaged
+# orvkit-sim.
 # ORVKIT_PACKAGE_DIR picks the output directory (default build/package);
 # ORVKIT_PACKAGE_REUSE=1 checks the packages of the previous run again.
 source "$(dirname "$0")/preamble.sh"
@@ -41,6 +43,14 @@ changes=$(ls "$out"/orvkit_*.changes)
 lintian --fail-on error,warning "$changes" || fail "lintian reports errors or warnings"
 echo "lintian: no errors, no warnings"
 
+# Each build of the library: CMake package, pkg-config module, library, Qt major.
+builds=("OrvKit orvkit libOrvKit.so 5" "OrvKitQt6 orvkit-qt6 libOrvKitQt6.so 6")
+
+echo "== no file in two packages"
+dups=$(for deb in "$out"/*.deb; do dpkg-deb -c "$deb" | awk '$1 !~ /^d/ {print $6}'; done | sort | uniq -d)
+[ -z "$dups" ] || fail "shipped by more than one package: $dups"
+echo "ok: the Qt 5 and Qt 6 packages install side by side"
+
 echo "== packaged tree"
 pkgroot=$work/root
 for deb in "$out"/*.deb; do
@@ -49,34 +59,39 @@ for deb in "$out"/*.deb; do
 done
 multiarch=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
 libdir=$pkgroot/usr/lib/$multiarch
-for f in "$libdir/libOrvKit.so.1" "$libdir/libOrvKit.so" "$libdir/cmake/OrvKit/OrvKitConfig.cmake" \
-         "$libdir/pkgconfig/orvkit.pc" "$pkgroot/usr/include/OrvKit/OrvKit.h" \
-         "$pkgroot/usr/bin/orvkit-sim" "$pkgroot/usr/bin/orvkit-cli"; do
-  [ -e "$f" ] || fail "${f#"$pkgroot"} is not in the packages"
+binaries=()
+for build in "${builds[@]}"; do
+  read -r package module lib _ <<<"$build"
+  for f in "$libdir/$lib.1" "$libdir/$lib" "$libdir/cmake/$package/${package}Config.cmake" "$libdir/pkgconfig/$module.pc"; do
+    [ -e "$f" ] || fail "${f#"$pkgroot"} is not in the packages"
+  done
+  binaries+=("$libdir/$lib.1")
 done
-for f in "$libdir/libOrvKit.so.1" "$pkgroot/usr/bin/orvkit-sim" "$pkgroot/usr/bin/orvkit-cli"; do
+[ -e "$pkgroot/usr/include/OrvKit/OrvKit.h" ] || fail "the headers are not in the packages"
+for f in "${binaries[@]}" "$pkgroot/usr/bin/orvkit-sim" "$pkgroot/usr/bin/orvkit-cli"; do
+  [ -e "$f" ] || fail "${f#"$pkgroot"} is not in the packages"
   ! readelf -d "$f" | grep -qE 'RPATH|RUNPATH' || fail "${f#"$pkgroot"} carries a library search path"
 done
-echo "ok: library, -dev files, headers, tools; no RPATH"
+echo "ok: both libraries with their -dev files, headers, tools; no RPATH"
 
-echo "== examples/minimal through find_package(OrvKit)"
-build_minimal "$pkgroot/usr" "$work/cmake"
-grep -q "$pkgroot/usr/include/OrvKit" "$work/cmake/CMakeFiles/orvkit-minimal.dir/flags.make" \
-  || fail "find_package did not take the headers from the packaged tree"
-
-echo "== examples/minimal through pkg-config"
-export PKG_CONFIG_PATH=$libdir/pkgconfig
-# shellcheck disable=SC2046
-c++ -std=c++17 -fPIC -Wall -Wextra -Wpedantic -Werror examples/minimal/main.cpp \
-  $(pkg-config --cflags --libs orvkit Qt5Core) -Wl,-rpath,"$(realpath "$(pkg-config --variable=libdir orvkit)")" -o "$work/pc-minimal"
-
-echo "== both against the packaged orvkit-sim"
 start_sim "$pkgroot/usr/bin/orvkit-sim" LD_LIBRARY_PATH="$libdir"
-for app in "$work/cmake/orvkit-minimal" "$work/pc-minimal"; do
-  loaded=$(ldd "$app" | sed -n 's/.*libOrvKit\.so\.1 => \([^ ]*\).*/\1/p')
-  [ -n "$loaded" ] && [ "$(realpath "$loaded")" = "$(realpath "$libdir/libOrvKit.so.1")" ] \
-    || fail "$app loads ${loaded:-no libOrvKit.so.1}, not the packaged library"
-  run_minimal "$app" >/dev/null
-  echo "ok: $(basename "$app")"
+export PKG_CONFIG_PATH=$libdir/pkgconfig
+for build in "${builds[@]}"; do
+  read -r package module lib qt <<<"$build"
+  echo "== examples/minimal through find_package($package) and pkg-config $module, against the packaged orvkit-sim"
+  build_minimal "$pkgroot/usr" "$work/$package" -DORVKIT_QT_MAJOR_VERSION="$qt"
+  grep -q "$pkgroot/usr/include/OrvKit" "$work/$package/CMakeFiles/orvkit-minimal.dir/flags.make" \
+    || fail "find_package($package) did not take the headers from the packaged tree"
+  # shellcheck disable=SC2046
+  c++ -std=c++17 -fPIC -Wall -Wextra -Wpedantic -Werror examples/minimal/main.cpp \
+    $(pkg-config --cflags --libs "$module" "Qt${qt}Core") -Wl,-rpath,"$(realpath "$(pkg-config --variable=libdir "$module")")" \
+    -o "$work/$module-minimal"
+  for app in "$work/$package/orvkit-minimal" "$work/$module-minimal"; do
+    loaded=$(ldd "$app" | awk -v lib="$lib.1" '$1 == lib {print $3}')
+    [ -n "$loaded" ] && [ "$(realpath "$loaded")" = "$(realpath "$libdir/$lib.1")" ] \
+      || fail "$app loads ${loaded:-no $lib.1}, not the packaged library"
+    run_minimal "$app" >/dev/null
+    echo "ok: ${app#"$work/"}"
+  done
 done
 echo "package: all ok"
