@@ -5,7 +5,8 @@
 // fixed: each command must get exactly its acceptance (or refusal) and its
 // one result before the next input starts.
 #include "FuzzRecordList.h"
-#include "RecordingListener.h"
+#include "InboxTesting.h"
+#include "Loopback.h"
 
 #include "OrvServerServiceProbe.h"
 
@@ -38,7 +39,7 @@ using namespace OrvKitDef;
 namespace {
 
 typedef std::vector<uint8_t> Bytes;
-typedef RecordingListener::Message Message;
+typedef OrvKitInbox::Message Message;
 
 const unsigned long kCodes[] = {
     CMD_LOGIN,       CMD_GET_INFO_SUMMARY, CMD_GET_SPOTS,         CMD_GET_FOLDERS,   CMD_GET_DESTINATIONS,
@@ -58,7 +59,7 @@ struct Harness
 {
     QCoreApplication* application = nullptr;
     OrvKitPreferences preferences;
-    RecordingListener listener;
+    OrvKitInbox inbox;
     OrvServerServiceProbe* service = nullptr;
     std::thread worker;
     int reservedPort = -1;
@@ -72,9 +73,7 @@ Harness* harness = nullptr;
 int reserveClosedPort(int& port)
 {
     const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr_in address = loopback(0);
     socklen_t length = sizeof address;
     if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
         getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
@@ -175,11 +174,11 @@ void runCommand(unsigned long code, const Bytes& data)
     std::vector<Message> got;
     OrvAccessoryInfo identity;
     runOnEventThread([&] {
-        harness->listener.clear();
+        harness->inbox.clear();
         harness->service->recvCommand(data, code);
         identity = harness->service->accessoryInfoView();
         settle();
-        got = harness->listener.received();
+        got = takeQueued(harness->inbox);
     });
     if (!answeredExactly(code, data, identity, got)) {
         std::fprintf(stderr, "command 0x%lx with %zu bytes answered:\n", code, data.size());
@@ -224,11 +223,11 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
     // the TLS library's per-thread state unreachable, a false leak report.
     harness->worker = std::thread([] {
         harness->service = new OrvServerServiceProbe(&harness->preferences, nullptr);
-        harness->service->setListener(&harness->listener);
+        harness->service->setListener(&harness->inbox);
         harness->service->eventLoop();
         delete harness->service;
     });
-    if (!harness->listener.waitForOpen(1, 10000))
+    if (!harness->inbox.waitOpened(std::chrono::seconds(10)))
         std::abort();
     return 0;
 }

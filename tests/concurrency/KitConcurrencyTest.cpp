@@ -4,7 +4,7 @@
 // different threads, and a listener outlives its callbacks.
 #include <OrvKit.h>
 
-#include "RecordingListener.h"
+#include "InboxTesting.h"
 #include "TestHttpsServer.h"
 #include "TestPki.h"
 #include "TestTime.h"
@@ -23,6 +23,7 @@ using Reply = TestHttpsServer::Reply;
 
 namespace {
 
+const std::chrono::milliseconds kWait = scaled(std::chrono::seconds(5));
 const unsigned long kGets[] = {CMD_GET_INFO_SUMMARY, CMD_GET_DESTINATIONS, CMD_GET_PLANS_SUMMARY, CMD_GET_GENRES};
 
 bool send(OrvKit& kit, unsigned long code)
@@ -76,7 +77,7 @@ TEST_F(KitConcurrencyTest, SendersOnSeveralThreadsAcrossOpenCloseCycles)
     const Reply slow = Reply::delayed(600, Reply::ok("{}"));
     server->route("GET", "/api/navi/info/v1/summary", slow);
     server->route("GET", "/api/navi/bookmarks/v1/destinations", slow);
-    RecordingListener listener;
+    CountingInbox listener;
     OrvKit kit(preferences);
     kit.setListener(&listener);
     std::shared_mutex gate;
@@ -97,7 +98,7 @@ TEST_F(KitConcurrencyTest, SendersOnSeveralThreadsAcrossOpenCloseCycles)
     for (int cycle = 1; cycle <= kCycles; ++cycle) {
         SCOPED_TRACE(cycle);
         ASSERT_EQ(kit.open(), 1);
-        ASSERT_TRUE(listener.waitForOpen(cycle));
+        ASSERT_TRUE(listener.waitOpened(kWait));
         const size_t before = server->requestCount();
         ASSERT_TRUE(send(kit, CMD_GET_INFO_SUMMARY) && send(kit, CMD_GET_DESTINATIONS));
         ASSERT_TRUE(server->waitForRequests(before + 2, 10000));
@@ -112,14 +113,14 @@ TEST_F(KitConcurrencyTest, SendersOnSeveralThreadsAcrossOpenCloseCycles)
             // refused, never a deleted one; unknown codes are taken silently.
             EXPECT_TRUE(waitFor([&] { return !send(kit, kUnknownCommand); })) << "refused once the service is gone";
         }
-        ASSERT_TRUE(listener.waitForClose(cycle));
+        ASSERT_TRUE(listener.waitClosed(kWait));
     }
     senders.stop();
-    EXPECT_EQ(listener.openCount(), kCycles);
+    EXPECT_EQ(listener.opens(), kCycles);
     // A command taken before close() is queued ahead of the close request,
     // so each is accepted exactly once.
     int accepted = 0;
-    for (const RecordingListener::Message& message : listener.received())
+    for (const OrvKitInbox::Message& message : takeQueued(listener))
         for (unsigned long code : kGets)
             accepted += message.id == (MSG_ACCEPTED | code) ? 1 : 0;
     EXPECT_EQ(accepted, sent + 2 * kCycles);
@@ -133,12 +134,12 @@ TEST_F(KitConcurrencyTest, DestroyingTheKitWithRequestsInFlight)
     for (const Case& c : {Case{"requests wait at the server", false, true}, Case{"close, then destroy at once", true, true},
                           Case{"commands still queued", false, false}}) {
         SCOPED_TRACE(c.name);
-        RecordingListener listener;
+        CountingInbox listener;
         const size_t before = server->requestCount();
         std::unique_ptr<OrvKit> kit(new OrvKit(preferences));
         kit->setListener(&listener);
         kit->open();
-        ASSERT_TRUE(listener.waitForOpen());
+        ASSERT_TRUE(listener.waitOpened(kWait));
         // Two application threads, each command a GET of its own kind: four requests stay alive.
         std::thread first([&kit] { send(*kit, kGets[0]), send(*kit, kGets[1]); }),
             second([&kit] { send(*kit, kGets[2]), send(*kit, kGets[3]); });
@@ -149,8 +150,8 @@ TEST_F(KitConcurrencyTest, DestroyingTheKitWithRequestsInFlight)
         const auto start = std::chrono::steady_clock::now();
         kit.reset();
         EXPECT_LT(std::chrono::steady_clock::now() - start, scaled(std::chrono::seconds(2))) << "teardown waits for no answer";
-        EXPECT_EQ(listener.closeCount(), 1);
-        for (const RecordingListener::Message& message : listener.received()) {
+        EXPECT_EQ(listener.closes(), 1);
+        for (const OrvKitInbox::Message& message : takeQueued(listener)) {
             EXPECT_NE(message.id, MSG_INFO_SUMMARY_RESULT);
             EXPECT_NE(message.id, MSG_DESTINATIONS_RESULT);
         }
@@ -163,18 +164,18 @@ TEST_F(KitConcurrencyTest, ListenerChangesRaceTheWorkerAndTheCallbacks)
     // publishes the service, which must end up with the new listener; then
     // listeners are swapped while callbacks run, which is allowed (removing
     // one then is not). All outlive the kit.
-    RecordingListener other;
+    CountingInbox other;
+    std::vector<std::unique_ptr<CountingInbox>> listeners;
     OrvKit kit(preferences);
-    std::vector<std::unique_ptr<RecordingListener>> listeners;
     for (int cycle = 0; cycle < 5; ++cycle) {
         SCOPED_TRACE(cycle);
-        listeners.emplace_back(new RecordingListener());
-        RecordingListener& listener = *listeners.back();
+        listeners.emplace_back(new CountingInbox());
+        CountingInbox& listener = *listeners.back();
         ASSERT_EQ(kit.open(), 1);
         std::this_thread::sleep_for(std::chrono::milliseconds(cycle * 23)); // across the worker's 100 ms poll
         kit.setListener(&listener);
         ASSERT_TRUE(waitFor([&] { return send(kit, CMD_GET_GENRES); }));
-        ASSERT_TRUE(listener.waitForId(MSG_ACCEPTED | CMD_GET_GENRES));
+        ASSERT_FALSE(takeUntilId(listener, MSG_ACCEPTED | CMD_GET_GENRES, kWait).empty());
         Threads sender;
         sender.emplace_back([&] {
             for (unsigned int i = 0; !sender.done; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(2)))
@@ -187,17 +188,17 @@ TEST_F(KitConcurrencyTest, ListenerChangesRaceTheWorkerAndTheCallbacks)
         // From here on only this cycle's listener hears of new commands.
         other.clear();
         ASSERT_TRUE(send(kit, CMD_GET_INFO_SUMMARY));
-        ASSERT_TRUE(listener.waitForId(MSG_INFO_SUMMARY_RESULT));
-        for (const RecordingListener::Message& message : other.received()) {
+        ASSERT_FALSE(takeUntilId(listener, MSG_INFO_SUMMARY_RESULT, kWait).empty());
+        for (const OrvKitInbox::Message& message : takeQueued(other)) {
             EXPECT_NE(message.id, MSG_ACCEPTED | CMD_GET_INFO_SUMMARY);
             EXPECT_NE(message.id, MSG_INFO_SUMMARY_RESULT);
         }
         kit.close();
-        ASSERT_TRUE(listener.waitForClose());
+        ASSERT_TRUE(listener.waitForCloses(1, kWait));
     }
-    EXPECT_EQ(other.closeCount(), 0);
-    for (const std::unique_ptr<RecordingListener>& listener : listeners)
-        EXPECT_EQ(listener->closeCount(), 1) << "a listener hears nothing of later services";
+    EXPECT_EQ(other.closes(), 0);
+    for (const std::unique_ptr<CountingInbox>& listener : listeners)
+        EXPECT_EQ(listener->closes(), 1) << "a listener hears nothing of later services";
 }
 
 } // namespace

@@ -2,6 +2,8 @@
 // that come before their results, and the request pools behind them.
 #include "ServiceFixture.h"
 
+#include <set>
+
 namespace {
 
 using DataCommandsTest = ServiceFixture;
@@ -54,7 +56,7 @@ TEST_F(DataCommandsTest, EachCommandSendsItsRequestAndReportsFailuresUnderTheSha
                 << "the body goes out unchanged";
         } else {
             ASSERT_TRUE(production->waitForRequests(1, 3000));
-            EXPECT_EQ(heardBeforeFollowUp().size(), 1u) << "this context answers nothing";
+            EXPECT_TRUE(heardBeforeFollowUp().empty()) << "this context answers nothing";
         }
         const TestHttpsServer::Request seen = production->requests().front();
         EXPECT_EQ(seen.method, c.method);
@@ -107,15 +109,12 @@ TEST_F(DataCommandsTest, UnknownCodesAndSilentContextsAnswerNothingButAcceptance
 {
     production->route("GET", "/", err(500, "E5001001"), TestHttpsServer::Match::Prefix);
     openKit();
-    listener->clear();
+    inbox->clear();
     for (unsigned long code : {0x00ul, 0x71ul, 0x100ul, 0x8001ul, 0x12ul, 0xFFFFFFFFul})
         ASSERT_TRUE(send(code, {1, 2, 3}));
     for (unsigned long code : {CMD_GET_SPOT_DETAIL, CMD_GET_PLANS_SUMMARY, CMD_GET_GENRES})
         ASSERT_TRUE(send(code, {0}));
-    std::vector<unsigned long> heard;
-    for (const Message& m : heardBeforeFollowUp())
-        heard.push_back(m.id);
-    EXPECT_EQ(heard, (std::vector<unsigned long>{0x8081, 0x8091, 0x8101})) << "the acceptances only";
+    EXPECT_EQ(idsOf(heardBeforeFollowUp()), (std::vector<unsigned long>{0x8081, 0x8091, 0x8101})) << "the acceptances only";
     ASSERT_TRUE(production->waitForRequests(4, 3000)); // the three and the follow-up's, none for the unknown codes
     EXPECT_EQ(production->requestCount(), 4u);
     // A large body goes out whole.
@@ -133,7 +132,7 @@ TEST_F(DataCommandsTest, SixthGetIsRefusedAfterItsAcceptance)
     openKit();
     for (unsigned long code : {CMD_GET_INFO_SUMMARY, CMD_GET_SPOTS, CMD_GET_FOLDERS, CMD_GET_DESTINATIONS, CMD_GET_PLANS})
         ASSERT_TRUE(send(code, OrvKitCommands::pageBlock(1, 1, 1, 0xFFFF)));
-    ASSERT_TRUE(listener->waitForMessages(5));
+    ASSERT_EQ(takeUntilId(*inbox, MSG_ACCEPTED | CMD_GET_PLANS, scaled(std::chrono::seconds(5))).size(), 5u);
     std::vector<Message> heard = run(CMD_GET_GENRES, {0}, {MSG_REQUEST_ERROR});
     ASSERT_EQ(heard.size(), 2u);
     EXPECT_EQ(heard[0].id, MSG_ACCEPTED | CMD_GET_GENRES);
@@ -144,9 +143,10 @@ TEST_F(DataCommandsTest, SixthGetIsRefusedAfterItsAcceptance)
     EXPECT_EQ(heard.back().id, MSG_DELETE_PLANS_RESULT);
     // The five in flight finish normally and free their slots.
     production->release("gets");
-    for (unsigned long id : {MSG_INFO_SUMMARY_RESULT, MSG_SPOTS_RESULT, MSG_FOLDERS_RESULT, MSG_DESTINATIONS_RESULT,
-                             MSG_PLANS_RESULT})
-        EXPECT_TRUE(listener->waitForId(id, nullptr, 3000)) << std::hex << id;
+    std::set<unsigned long> owed{MSG_INFO_SUMMARY_RESULT, MSG_SPOTS_RESULT, MSG_FOLDERS_RESULT, MSG_DESTINATIONS_RESULT,
+                                 MSG_PLANS_RESULT};
+    takeUntil(*inbox, [&](const Message& m) { return owed.erase(m.id) == 1 && owed.empty(); }, scaled(std::chrono::seconds(3)));
+    EXPECT_TRUE(owed.empty()) << "results missing: " << owed.size();
     ASSERT_TRUE(send(CMD_GET_GENRES, {0}));
     EXPECT_TRUE(production->waitForRequests(7, 3000));
 }
@@ -160,11 +160,11 @@ TEST_F(DataCommandsTest, RepeatedCommandAbandonsTheEarlierRequestOfItsKindOnly)
     ASSERT_TRUE(send(CMD_GET_INFO_SUMMARY, {0}));
     ASSERT_TRUE(production->waitForRequests(2, 3000)); // the first one is abandoned by now
     production->release("summary");
-    ASSERT_TRUE(listener->waitForId(MSG_INFO_SUMMARY_RESULT, nullptr, 3000));
-    std::vector<unsigned long> ids;
+    Heard heard = takeUntilId(*inbox, MSG_INFO_SUMMARY_RESULT, scaled(std::chrono::seconds(3)));
+    ASSERT_FALSE(heard.empty());
     for (const Message& m : heardBeforeFollowUp())
-        ids.push_back(m.id);
-    EXPECT_EQ(ids, (std::vector<unsigned long>{MSG_ACCEPTED | CMD_GET_INFO_SUMMARY, MSG_ACCEPTED | CMD_GET_INFO_SUMMARY,
+        heard.push_back(m);
+    EXPECT_EQ(idsOf(heard), (std::vector<unsigned long>{MSG_ACCEPTED | CMD_GET_INFO_SUMMARY, MSG_ACCEPTED | CMD_GET_INFO_SUMMARY,
                                                MSG_INFO_SUMMARY_RESULT}))
         << "the cancelled request is not reported";
 
@@ -175,13 +175,13 @@ TEST_F(DataCommandsTest, RepeatedCommandAbandonsTheEarlierRequestOfItsKindOnly)
     production->clearRequests();
     ASSERT_TRUE(send(CMD_GET_SPOT_DETAIL, {0}));
     ASSERT_FALSE(run(CMD_GET_INFO_SUMMARY, {0}, {MSG_INFO_SUMMARY_RESULT}).empty());
-    listener->clear();
+    inbox->clear();
     ASSERT_TRUE(send(CMD_GET_FOLDERS, OrvKitCommands::pageBlock(1, 1, 10, 0xFFFF))); // takes slot one
     ASSERT_TRUE(production->waitForRequests(3, 3000)); // folders is held at the server
     ASSERT_TRUE(send(CMD_GET_SPOT_DETAIL, {0}));
     ASSERT_TRUE(production->waitForRequests(4, 3000));
     production->release("folders");
-    const std::vector<Message> heard = waitFor({MSG_FOLDERS_RESULT, MSG_RESULT_ERROR});
+    heard = waitFor({MSG_FOLDERS_RESULT, MSG_RESULT_ERROR});
     ASSERT_FALSE(heard.empty()) << "the folders request was cancelled";
     EXPECT_EQ(heard.back().id, MSG_FOLDERS_RESULT);
 }

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdlib>
+#include <map>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -17,6 +18,8 @@ namespace {
 
 // The transport tests' short time-out; longer under an emulator.
 const int kTimeoutMs = std::getenv("ORVKIT_TEST_EMULATOR") != nullptr ? 1000 : 300;
+// How long the test waits for an answer: as long as the patient requests.
+const std::chrono::milliseconds kPatient = scaled(std::chrono::milliseconds(20 * kTimeoutMs));
 
 // The service with that time-out on every request but those of the patient
 // contexts, and every request once the link is back (allPatient), which may
@@ -85,14 +88,14 @@ protected:
     {
         prefs = preferences;
         linkBack = false;
-        listener.reset(new RecordingListener);
+        inbox.reset(new OrvKitInbox);
         worker = std::thread([this, patient] {
             ShortTimeoutService service(&prefs, patient, linkBack);
-            service.setListener(listener.get());
+            service.setListener(inbox.get());
             running = &service;
             service.eventLoop();
         });
-        ASSERT_TRUE(listener->waitForOpen());
+        ASSERT_TRUE(inbox->waitOpened(scaled(std::chrono::seconds(5))));
     }
     void stopService()
     {
@@ -102,21 +105,19 @@ protected:
         worker.join();
     }
 
-    // Sends and waits for the success or the failure message, which it returns (id 0: neither came).
-    Message answer(unsigned long code, const Bytes& data, unsigned long success, unsigned long failure)
+    // Sends and waits for the command's outcome; returns its final message
+    // (id 0: none came) and counts in heardCount what was taken up to it.
+    Message answer(unsigned long code, const Bytes& data)
     {
         if (code == CMD_LOGIN)
             storeToken(kStoredToken, 0); // the login goes to the server
-        listener->clear();
+        inbox->clear();
         running.load()->sendCommand(data, code);
-        for (size_t seen = 0; listener->waitForMessages(seen + 1, 20 * kTimeoutMs);) {
-            const std::vector<Message> heard = listener->received();
-            for (size_t i = seen; i < heard.size(); ++i)
-                if (heard[i].id == success || heard[i].id == failure)
-                    return heard[i];
-            seen = heard.size();
-        }
-        return Message{0, {}};
+        Message final;
+        heardCount = 0;
+        inbox->waitForOutcome(*OrvKitCommands::findCommand(code), final, kPatient,
+                              [this](const Message&) { ++heardCount; });
+        return final;
     }
 
     TestHttpsServer shadow{TestHttpsServer::mutualTls(pki())};
@@ -124,6 +125,7 @@ protected:
     std::thread worker;
     std::atomic<OrvServerService*> running{nullptr};
     std::atomic<bool> linkBack{false};
+    size_t heardCount = 0;
 };
 
 TEST_F(DeadLinkTest, CommandCaughtFailsOnceAndTheNextSucceeds)
@@ -165,27 +167,26 @@ TEST_F(DeadLinkTest, CommandCaughtFailsOnceAndTheNextSucceeds)
                          match);
             startService(prefs);
             if (c.endpoint == Shadow) {
-                ASSERT_EQ(answer(CMD_GET_CERTIFICATE, {0}, MSG_CERTIFICATE_RESULT, MSG_CERTIFICATE_ERROR).id,
-                          MSG_CERTIFICATE_RESULT);
+                ASSERT_EQ(answer(CMD_GET_CERTIFICATE, {0}).id, MSG_CERTIFICATE_RESULT);
             }
             if (midAnswer) {
-                const Message made = certificate ? answer(CMD_LOGIN, login7(), MSG_LOGIN_RESULT, MSG_LOGIN_RESULT_ERROR)
-                                                 : answer(c.code, c.data, c.success, c.failure);
+                const Message made = certificate ? answer(CMD_LOGIN, login7()) : answer(c.code, c.data);
                 ASSERT_EQ(made.id, certificate ? MSG_LOGIN_RESULT : c.success) << "connection established";
                 relay.dieMidAnswer();
             } else {
                 server.route(c.method, c.path, ok, match);
                 relay.swallowNewConnections(true);
             }
-            const Message failed = answer(c.code, c.data, c.success, c.failure);
+            const Message failed = answer(c.code, c.data);
             EXPECT_EQ(failed.id, c.failure);
             EXPECT_EQ(failed.payload, Bytes{c.result});
             EXPECT_EQ(relay.dead(), 1u);
             relay.swallowNewConnections(false);
             linkBack = true;
-            const Message next = answer(c.code, c.data, c.success, c.failure);
+            const Message next = answer(c.code, c.data);
             EXPECT_EQ(next.id, c.success) << "result code " << (next.payload.empty() ? -1 : next.payload[0]);
-            EXPECT_EQ(listener->received().size(), c.code == CMD_GET_CERTIFICATE ? 1u : 2u) << "one result only";
+            EXPECT_EQ(heardCount + takeQueued(*inbox).size(), c.code == CMD_GET_CERTIFICATE ? 1u : 2u)
+                << "one result only";
             stopService();
         }
     }
@@ -208,18 +209,21 @@ TEST_F(DeadLinkTest, RequestsInFlightFinishBeforeTheConnectionsGo)
     ASSERT_TRUE(production->waitForRequests(2, 20 * kTimeoutMs));
 
     relay.swallowNewConnections(true); // the summary holds the one connection: the next needs another
-    Message failed;
     running.load()->sendCommand({0}, CMD_GET_DESTINATIONS);
-    ASSERT_TRUE(listener->waitForId(MSG_RESULT_ERROR, &failed, 20 * kTimeoutMs));
-    EXPECT_EQ(failed.payload, Bytes{RESULT_NETWORK_FAILURE});
+    const Heard failed = takeUntilId(*inbox, MSG_RESULT_ERROR, kPatient);
+    ASSERT_FALSE(failed.empty());
+    EXPECT_EQ(failed.back().payload, Bytes{RESULT_NETWORK_FAILURE});
     gate.release();
-    Message summary, login;
-    ASSERT_TRUE(listener->waitForId(MSG_INFO_SUMMARY_RESULT, &summary, 20 * kTimeoutMs));
-    ASSERT_TRUE(listener->waitForId(MSG_LOGIN_RESULT, &login, 20 * kTimeoutMs));
-    EXPECT_EQ(textOf(summary.payload), "{\"summary\":1}");
+    std::map<unsigned long, Message> results; // the summary's and the login's, in either order
+    takeUntil(*inbox, [&](const Message& m) {
+        results[m.id] = m;
+        return results.count(MSG_INFO_SUMMARY_RESULT) + results.count(MSG_LOGIN_RESULT) == 2;
+    }, kPatient);
+    ASSERT_EQ(results.count(MSG_LOGIN_RESULT), 1u);
+    EXPECT_EQ(textOf(results[MSG_INFO_SUMMARY_RESULT].payload), "{\"summary\":1}");
 
     relay.swallowNewConnections(false);
-    EXPECT_EQ(answer(CMD_GET_DESTINATIONS, {0}, MSG_DESTINATIONS_RESULT, MSG_RESULT_ERROR).id, MSG_DESTINATIONS_RESULT);
+    EXPECT_EQ(answer(CMD_GET_DESTINATIONS, {0}).id, MSG_DESTINATIONS_RESULT);
 }
 
 } // namespace

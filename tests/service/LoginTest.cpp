@@ -85,7 +85,7 @@ TEST_F(LoginTest, OnlyALoginWithoutAValidTokenAsksTheServer)
         EXPECT_EQ(heard[1].id, MSG_LOGIN_RESULT);
         EXPECT_EQ(textOf(heard[0].payload) + textOf(heard[1].payload), c.asks ? answer : "");
         ASSERT_EQ(production->requestCount(), c.asks ? 1u : 0u);
-        EXPECT_EQ(heardBeforeFollowUp().size(), 2u);
+        EXPECT_TRUE(heardBeforeFollowUp().empty()) << "one result only";
         if (c.asks) {
             const TestHttpsServer::Request seen = production->requests().front();
             EXPECT_EQ(seen.method + " " + seen.target, std::string("POST ") + kLoginPath);

@@ -2,6 +2,7 @@
 // as seen on the wire, its event loop's start and end, and the release of
 // requests still in flight at close.
 #include "LogCapture.h"
+#include "Loopback.h"
 #include "ServiceFixture.h"
 #include "service/OrvQtHandler.h"
 #include "service/OrvServerService.h"
@@ -18,15 +19,6 @@
 #include <mutex>
 
 namespace {
-
-sockaddr_in loopback(int port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    return address;
-}
 
 // A plain HTTP proxy on loopback, one connection at a time: records the head
 // of each CONNECT request, asks for credentials the first time, and then
@@ -163,12 +155,12 @@ TEST(OrvQtHandler, TextHelpers)
 // requested before the loop starts still ends it.
 TEST(OrvQtHandler, CommandsAreTakenOnlyWhileTheLoopIsConnected)
 {
-    struct Probe : RecordingListener
+    struct Probe : CountingInbox
     {
         std::atomic<OrvServerService*> service{nullptr};
         std::atomic<int> atOpen{-1}, atClose{-1};
-        void onOpenEnd() override { atOpen = service.load()->acceptsCommands(); RecordingListener::onOpenEnd(); }
-        void onCloseEnd() override { atClose = service.load()->acceptsCommands(); RecordingListener::onCloseEnd(); }
+        void onOpenEnd() override { atOpen = service.load()->acceptsCommands(), CountingInbox::onOpenEnd(); }
+        void onCloseEnd() override { atClose = service.load()->acceptsCommands(), CountingInbox::onCloseEnd(); }
     } probe;
     OrvKitPreferences preferences;
     std::atomic<int> beforeLoop{-1};
@@ -181,12 +173,13 @@ TEST(OrvQtHandler, CommandsAreTakenOnlyWhileTheLoopIsConnected)
         service.eventLoop();
         probe.service = nullptr;
     });
-    const bool ended = probe.waitForClose(1, 2000);
+    const bool ended = probe.waitForCloses(1, scaled(std::chrono::seconds(2)));
     if (OrvServerService* service = ended ? nullptr : probe.service.load())
         service->close(); // unblocks the loop so that the test can end
     worker.join();
     EXPECT_TRUE(ended) << "a close requested before the loop was lost";
-    EXPECT_EQ(probe.openCount(), 1);
+    EXPECT_EQ(probe.opens(), 1);
+    EXPECT_EQ(probe.closes(), 1);
     EXPECT_EQ(beforeLoop, 0);
     EXPECT_EQ(probe.atOpen, 1);
     EXPECT_EQ(probe.atClose, 0);
@@ -228,12 +221,8 @@ TEST_F(OrvQtHandlerTest, CloseWithRequestsInFlightIsQuickSilentAndReleasesThemOn
     ASSERT_TRUE(production->waitForRequests(4, 5000));
     const auto start = std::chrono::steady_clock::now();
     closeKit(); // the kit is gone, and with it the service and its requests
-    EXPECT_EQ(listener->closeCount(), 1);
     EXPECT_LT(std::chrono::steady_clock::now() - start, scaled(std::chrono::seconds(1)));
-    std::vector<unsigned long> heard;
-    for (const Message& m : listener->received())
-        heard.push_back(m.id);
-    EXPECT_EQ(heard, (std::vector<unsigned long>{0x8001, 0x8011, 0x8041, 0x8055})) << "the acceptances only";
+    EXPECT_EQ(idsOf(takeQueued(*inbox)), (std::vector<unsigned long>{0x8001, 0x8011, 0x8041, 0x8055})) << "the acceptances only";
     for (const std::string& line : log.otherLines())
         EXPECT_EQ(line.find("thread"), std::string::npos) << line;
     // The next open period starts clean.

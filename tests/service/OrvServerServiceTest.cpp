@@ -16,14 +16,14 @@ TEST(OrvServerService, EmptyDataIsRefusedBeforeAnyAcceptance)
 {
     OrvKitPreferences preferences;
     OrvServerServiceProbe service(&preferences, nullptr);
-    RecordingListener listener;
-    service.setListener(&listener);
+    OrvKitInbox inbox;
+    service.setListener(&inbox);
     // A failed ASSERT ends its own command only.
     const auto check = [&](unsigned long code, unsigned long refusal) {
         SCOPED_TRACE(code);
-        listener.clear();
+        inbox.clear();
         service.recvCommand(Bytes(), code);
-        const std::vector<Message> heard = listener.received();
+        const Heard heard = takeQueued(inbox);
         ASSERT_EQ(heard.size(), 1u);
         EXPECT_EQ(heard[0].id, refusal);
         EXPECT_EQ(heard[0].payload, Bytes{0x02});
@@ -38,7 +38,7 @@ TEST_F(OrvServerServiceTest, NetworkAccessStatusTellsARequestInFlight)
 {
     production->route("GET", "/api/navi/info/v1/summary", Reply::held("never", Reply::ok("{}")));
     // Reads the status on the event thread, as the acceptance of a command goes out.
-    struct Probe : RecordingListener
+    struct Probe : OrvKitInbox
     {
         std::atomic<OrvServerService*> service{nullptr};
         std::atomic<int> status{-1};
@@ -46,7 +46,7 @@ TEST_F(OrvServerServiceTest, NetworkAccessStatusTellsARequestInFlight)
         {
             if (message.uniqueID == (MSG_ACCEPTED | CMD_GET_DESTINATIONS))
                 status = service.load()->getNetworkAccessStatus();
-            RecordingListener::onMessage(message);
+            OrvKitInbox::onMessage(message);
         }
     } probe;
     OrvKitPreferences prefs = preferences();
@@ -56,13 +56,13 @@ TEST_F(OrvServerServiceTest, NetworkAccessStatusTellsARequestInFlight)
         probe.service = &service;
         service.eventLoop();
     });
-    ASSERT_TRUE(probe.waitForOpen());
+    ASSERT_TRUE(probe.waitOpened(scaled(std::chrono::seconds(5))));
     OrvServerService* service = probe.service.load();
     service->sendCommand({0}, CMD_GET_INFO_SUMMARY);
     const bool inFlight = production->waitForRequests(1, 5000);
     service->sendCommand({0}, kUnknownCommand); // unknown: only updates the status
     service->sendCommand({0}, CMD_GET_DESTINATIONS);
-    const bool accepted = probe.waitForId(MSG_ACCEPTED | CMD_GET_DESTINATIONS);
+    const bool accepted = !takeUntilId(probe, MSG_ACCEPTED | CMD_GET_DESTINATIONS, scaled(std::chrono::seconds(5))).empty();
     service->close();
     worker.join();
     ASSERT_TRUE(inFlight);
@@ -163,7 +163,7 @@ TEST_F(OrvServerServiceTest, DeviceEndpointsHaveTheirOwnCodes)
     // An answer that is no certificate record is dropped without a word.
     production->route("POST", "/prod/cert", Reply::ok("[]"));
     production->clearRequests();
-    listener->clear();
+    inbox->clear();
     ASSERT_TRUE(send(CMD_GET_CERTIFICATE, {0}));
     ASSERT_TRUE(production->waitForRequests(1, 3000));
     EXPECT_TRUE(heardBeforeFollowUp().empty());

@@ -1,13 +1,15 @@
 #ifndef ORVKIT_TESTS_SERVICE_FIXTURE_H
 #define ORVKIT_TESTS_SERVICE_FIXTURE_H
 
-#include "RecordingListener.h"
+#include "InboxTesting.h"
 #include "TestHttpsServer.h"
 #include "TestPki.h"
+#include "TestTime.h"
 #include "sysdata/SysDataOrvToken.h"
 
 #include <OrvKit.h>
 #include <OrvKitCommands.h>
+#include <OrvKitInbox.h>
 #include <VxSerialization.h>
 
 #include <QJsonDocument>
@@ -22,7 +24,7 @@
 
 using namespace OrvKitDef;
 using Bytes = std::vector<uint8_t>;
-using Message = RecordingListener::Message;
+using Message = OrvKitInbox::Message;
 using Reply = TestHttpsServer::Reply;
 
 inline Bytes bytesOf(const std::string& text) { return Bytes(text.begin(), text.end()); }
@@ -134,18 +136,18 @@ protected:
     void openKit(const OrvKitPreferences& prefs)
     {
         closeKit();
-        listener.reset(new RecordingListener);
+        inbox.reset(new OrvKitInbox);
         kit.reset(new OrvKit(prefs));
-        kit->setListener(listener.get());
+        kit->setListener(inbox.get());
         ASSERT_EQ(kit->open(), 1);
-        ASSERT_TRUE(listener->waitForOpen(1, 3000)); // it takes commands from then on
+        ASSERT_TRUE(inbox->waitOpened(scaled(std::chrono::seconds(3)))); // it takes commands from then on
     }
     void openKit() { openKit(preferences()); }
-    // Closes the kit and waits for the close; the listener stays readable.
+    // Closes the kit and waits for the close; what it sent stays in the inbox.
     void closeKit()
     {
         if (kit && kit->close() == 1) {
-            EXPECT_TRUE(listener->waitForClose(1)) << "the kit did not close";
+            EXPECT_TRUE(inbox->waitClosed(scaled(std::chrono::seconds(5)))) << "the kit did not close";
         }
         kit.reset();
     }
@@ -157,20 +159,22 @@ protected:
         pending = code;
         return kit->sendCommand(command) == 1;
     }
-    // Clears the record, sends and waits for the first message whose id is
-    // one of finals (without finals: anything but the acceptance). Returns
-    // everything heard since, that message last; empty on refusal or time-out.
+    // Forgets what is queued, sends and takes messages up to the first whose
+    // id is one of finals (without finals: anything but the acceptance).
+    // Returns them, that message last; empty on refusal or time-out.
     std::vector<Message> run(unsigned long code, const Bytes& bytes, std::initializer_list<unsigned long> finals = {},
                              int timeoutMs = 5000)
     {
-        listener->clear();
+        inbox->clear();
         return send(code, bytes) ? waitFor(finals, timeoutMs) : std::vector<Message>();
     }
-    // The last message of run(), id 0 when none came.
+    // The final message of one command's exchange, id 0 when none came.
     Message last(unsigned long code, const Bytes& bytes)
     {
-        const std::vector<Message> heard = run(code, bytes);
-        return heard.empty() ? Message{0, {}} : heard.back();
+        inbox->clear();
+        Message answer;
+        inbox->send(*kit, code, bytes, answer, scaled(std::chrono::seconds(5)));
+        return answer;
     }
     std::vector<Message> waitFor(std::initializer_list<unsigned long> finals, int timeoutMs = 5000)
     {
@@ -179,14 +183,7 @@ protected:
             return finals.size() == 0 ? m.id != (MSG_ACCEPTED | pending) || pending == CMD_GET_CERTIFICATE
                                       : std::find(finals.begin(), finals.end(), m.id) != finals.end();
         };
-        for (size_t seen = 0; listener->waitForMessages(seen + 1, timeoutMs);) {
-            const std::vector<Message> heard = listener->received();
-            const auto final = std::find_if(heard.begin() + static_cast<long>(seen), heard.end(), isFinal);
-            if (final != heard.end())
-                return std::vector<Message>(heard.begin(), final + 1);
-            seen = heard.size();
-        }
-        return std::vector<Message>();
+        return takeUntil(*inbox, isFinal, scaled(std::chrono::milliseconds(timeoutMs)));
     }
 
     // Logs in while the stored token is valid, so that only the identity changes.
@@ -198,7 +195,7 @@ protected:
         ASSERT_TRUE(answer.payload.empty()) << "the stored token was expected to be valid";
     }
 
-    // What was heard once a follow-up command was answered, less the
+    // What was taken once a follow-up command was answered, less the
     // follow-up's own messages: commands are handled in order.
     std::vector<Message> heardBeforeFollowUp()
     {
@@ -219,7 +216,7 @@ protected:
 
     std::unique_ptr<TestHttpsServer> production;
     std::unique_ptr<TestHttpsServer> testCloud;
-    std::unique_ptr<RecordingListener> listener;
+    std::unique_ptr<OrvKitInbox> inbox;
 
 private:
     std::unique_ptr<OrvKit> kit;

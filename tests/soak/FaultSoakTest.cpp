@@ -3,14 +3,17 @@
 // now and then. The test origins are a TLS 1.3-only server: after a login with a
 // test id every handshake fails. Each command must get exactly its immediate
 // answer and, per request started, the one result that the server's answer calls for.
+#include "InboxTesting.h"
 #include "SoakPlan.h"
 #include "TestPki.h"
+#include "TestTime.h"
 
 #include <OrvKit.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -101,7 +104,7 @@ protected:
         }
         std::vector<Message> heard, results;
         std::vector<int> started;
-        size_t seen = 0, next = 0;
+        size_t next = 0;
         bool accepted = false;
         const auto fail = [&](const char* why) {
             ADD_FAILURE() << "wave " << waves << " of commands" << sentText << ": " << why << "; heard" << text(heard);
@@ -114,12 +117,11 @@ protected:
             accepted = false;
         };
         while (next < wave.size() || accepted || results.size() < started.size()) {
-            if (seen == heard.size()) {
-                if (!listener.waitForMessages(seen + 1, 15000))
-                    return fail("never settled");
-                heard = listener.received();
-            }
-            const Message& m = heard[seen++];
+            Message taken;
+            if (!inbox.next(taken, scaled(std::chrono::seconds(15))))
+                return fail("never settled");
+            heard.push_back(taken);
+            const Message& m = heard.back();
             if (isResult(m)) {
                 if (accepted || (next < wave.size() && wave[next] == Certificate))
                     start();
@@ -150,7 +152,7 @@ protected:
                 break;
             }
         }
-        listener.drop(seen); // a late message stays, and spoils the next wave
+        // A late message stays in the inbox, and spoils the next wave.
         ++waves;
         std::vector<Message> expected;
         for (int kind : started)
@@ -174,7 +176,7 @@ protected:
     TestPki pki;
     TestHttpsServer server{TestHttpsServer::tls(pki)};
     TestHttpsServer failing{[this] { TestHttpsServer::Config c = TestHttpsServer::tls(pki); c.tls13Only = true; return c; }()};
-    RecordingListener listener;
+    OrvKitInbox inbox;
     std::unique_ptr<OrvKit> kit;
     int opens = 0, sent = 0, waves = 0, poolRefusals = 0;
 };
@@ -199,12 +201,13 @@ TEST_F(FaultSoak, EveryCommandGetsExactlyItsAnswers)
         if (waves % 40 == 0) { // a fresh service forgets the identity and the certificates
             if (kit) {
                 kit->close();
-                ASSERT_TRUE(listener.waitForClose(opens));
+                ASSERT_TRUE(inbox.waitClosed(scaled(std::chrono::seconds(5))));
             }
             kit.reset(new OrvKit(p));
-            kit->setListener(&listener);
+            kit->setListener(&inbox);
             ASSERT_EQ(kit->open(), 1);
-            ASSERT_TRUE(listener.waitForOpen(++opens));
+            ASSERT_TRUE(inbox.waitOpened(scaled(std::chrono::seconds(5))));
+            ++opens;
         }
         // A few kinds, the last one owing a message that ends the wave; the
         // certificate, which may answer nothing at once, goes first, where its
@@ -217,9 +220,9 @@ TEST_F(FaultSoak, EveryCommandGetsExactlyItsAnswers)
         runWave(wave);
     }
     if (!HasFailure() && runWave({Spots})) { // nothing may trail behind the last wave
-        EXPECT_EQ(text(listener.received()), "") << "messages after the last wave";
+        EXPECT_EQ(text(takeQueued(inbox)), "") << "messages after the last wave";
     }
     kit->close();
-    EXPECT_TRUE(listener.waitForClose(opens));
+    EXPECT_TRUE(inbox.waitClosed(scaled(std::chrono::seconds(5))));
     std::printf("soak: %d commands in %d waves, %d pool refusals, %d open periods\n", sent, waves, poolRefusals, opens);
 }

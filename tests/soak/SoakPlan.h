@@ -1,10 +1,10 @@
 #ifndef ORVKIT_SOAK_PLAN_H
 #define ORVKIT_SOAK_PLAN_H
 
-#include "RecordingListener.h"
 #include "TestHttpsServer.h"
 
 #include <OrvKitDef.h>
+#include <OrvKitInbox.h>
 
 #include <mutex>
 #include <random>
@@ -16,7 +16,7 @@
 // a seed replays the same faults in whatever order a wave's requests arrive.
 namespace Soak {
 
-using Message = RecordingListener::Message;
+using Message = OrvKitInbox::Message;
 
 enum Kind { Login, InfoSummary, Spots, SpotDetail, Folders, Destinations, DeleteDestination,
             PlansSummary, Plans, DeletePlans, Genres, Certificate, Shadow, KindCount };

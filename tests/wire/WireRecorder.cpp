@@ -1,4 +1,5 @@
 #include "WireRecorder.h"
+#include "Loopback.h"
 #include "TestTime.h"
 
 #include <openssl/bio.h>
@@ -221,9 +222,7 @@ bool WireRecorder::start()
     if (impl->ctx == nullptr)
         return false;
     impl->listenFd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr_in address = loopback(0);
     socklen_t length = sizeof address;
     if (impl->listenFd < 0 || ::bind(impl->listenFd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
         ::listen(impl->listenFd, 16) != 0 ||

@@ -1,4 +1,5 @@
 #include "DeadLinkRelay.h"
+#include "Loopback.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -9,15 +10,6 @@
 #include <vector>
 
 namespace {
-
-sockaddr_in loopback(int port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    return address;
-}
 
 bool sendAll(int fd, const char* data, ssize_t size)
 {
