@@ -4,11 +4,14 @@
 #include "TestHttpsServer.h"
 
 #include <OrvKitDef.h>
+#include <OrvKitCommands.h>
 #include <OrvKitInbox.h>
 
 #include <mutex>
 #include <random>
 #include <regex>
+#include <string>
+#include <vector>
 
 // The soak's commands, and its server side: each request is answered with a
 // fault drawn at random (a plain success included), and the plan knows the one
@@ -21,11 +24,12 @@ using Message = OrvKitInbox::Message;
 enum Kind { Login, InfoSummary, Spots, SpotDetail, Folders, Destinations, DeleteDestination,
             PlansSummary, Plans, DeletePlans, Genres, Certificate, Shadow, KindCount };
 
+// A kind's row of the command table, as the soak's server side reads it.
 struct Command
 {
     unsigned long code;
     const char* method;
-    const char* path;        // a regular expression over the decoded path
+    std::regex path;         // the table's path (either server's), a placeholder matching any id
     unsigned long successId; // 0: the completion sends no message at all
     unsigned long failureId;
     bool device;             // the certificate and shadow endpoints' error mapping
@@ -34,23 +38,25 @@ struct Command
 inline const Command& command(int kind)
 {
     using namespace OrvKitDef;
-    static const Command kCommands[KindCount] = {
-        {CMD_LOGIN, "POST", "/api/navi/authorization/v1/local", MSG_LOGIN_RESULT, MSG_LOGIN_RESULT_ERROR, false},
-        {CMD_GET_INFO_SUMMARY, "GET", "/api/navi/info/v1/summary", MSG_INFO_SUMMARY_RESULT, MSG_RESULT_ERROR, false},
-        {CMD_GET_SPOTS, "GET", "/api/navi/bookmarks/v1/spots", MSG_SPOTS_RESULT, MSG_RESULT_ERROR, false},
-        {CMD_GET_SPOT_DETAIL, "GET", "/api/navi/bookmarks/v1/spots/SM3,AF,396J", 0, 0, false},
-        {CMD_GET_FOLDERS, "GET", "/api/navi/bookmarks/v1/folders", MSG_FOLDERS_RESULT, MSG_RESULT_ERROR, false},
-        {CMD_GET_DESTINATIONS, "GET", "/api/navi/bookmarks/v1/destinations", MSG_DESTINATIONS_RESULT, MSG_RESULT_ERROR, false},
-        {CMD_DELETE_DESTINATION, "DELETE", "/api/navi/bookmarks/v1/destinations/.+", MSG_DELETE_DESTINATION_RESULT,
-         MSG_RESULT_ERROR, false},
-        {CMD_GET_PLANS_SUMMARY, "GET", "/api/navi/driveplans/v1/plans/summary", 0, 0, false},
-        {CMD_GET_PLANS, "GET", "/api/navi/driveplans/v1/plans", MSG_PLANS_RESULT, MSG_RESULT_ERROR, false},
-        {CMD_DELETE_PLANS, "DELETE", "/api/navi/driveplans/v1/plans", MSG_DELETE_PLANS_RESULT, MSG_RESULT_ERROR, false},
-        {CMD_GET_GENRES, "GET", "/api/navi/info/v1/genres", 0, 0, false},
-        {CMD_GET_CERTIFICATE, "POST", "/(prod|dev)/cert", MSG_CERTIFICATE_RESULT, MSG_CERTIFICATE_ERROR, true},
-        {CMD_UPDATE_SHADOW, "POST", "/things/.+/shadow", MSG_SHADOW_RESULT, MSG_RESULT_ERROR, true},
-    };
-    return kCommands[kind];
+    static const unsigned long kCodes[KindCount] = {
+        CMD_LOGIN, CMD_GET_INFO_SUMMARY, CMD_GET_SPOTS, CMD_GET_SPOT_DETAIL, CMD_GET_FOLDERS,
+        CMD_GET_DESTINATIONS, CMD_DELETE_DESTINATION, CMD_GET_PLANS_SUMMARY, CMD_GET_PLANS, CMD_DELETE_PLANS,
+        CMD_GET_GENRES, CMD_GET_CERTIFICATE, CMD_UPDATE_SHADOW};
+    static const std::vector<Command> kCommands = [] {
+        const std::regex placeholder("\\{[a-z]+\\}");
+        std::vector<Command> rows;
+        for (unsigned long code : kCodes) {
+            const OrvKitCommands::Command& row = *OrvKitCommands::findCommand(code);
+            const std::string paths = std::string("(") + row.path + "|" + row.testPath + ")";
+            const bool device = row.origin == OrvKitCommands::Origin::Certificate ||
+                                row.origin == OrvKitCommands::Origin::DeviceShadow;
+            rows.push_back({code, OrvKitCommands::methodName(row.method),
+                            std::regex(std::regex_replace(paths, placeholder, ".+")),
+                            row.passedOn ? row.success : 0, row.passedOn ? row.failure : 0, device});
+        }
+        return rows;
+    }();
+    return kCommands[static_cast<size_t>(kind)];
 }
 
 class FaultPlan
@@ -100,7 +106,7 @@ public:
         std::lock_guard<std::mutex> lock(mutex);
         int kind = 0;
         while (kind < KindCount && (request.method != command(kind).method ||
-                                    !std::regex_match(request.path, std::regex(command(kind).path))))
+                                    !std::regex_match(request.path, command(kind).path)))
             ++kind;
         if (kind == KindCount)
             return Reply::withStatus(404); // no command sends it: a result then differs from the one owed
